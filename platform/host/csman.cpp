@@ -1,0 +1,101 @@
+// libcsman.so for a development machine: the router's interface over the store of plain files.
+#pragma GCC visibility push(default)
+#include "platform/csman.h"
+#pragma GCC visibility pop
+
+#include <cerrno>
+#include <cstring>
+#include <pthread.h>
+
+#include "platform/host/csman_store.h"
+
+namespace dashboard {
+namespace {
+
+// Callers are threads that may be cancelled at any instruction, and signal handlers. For the few microseconds of a call
+// cancellation waits, so that no descriptor and no temporary file is left behind; errno is the caller's own.
+struct call_scope {
+    int cancel_state;
+    int saved_errno;
+};
+
+call_scope enter_call() {
+    call_scope scope = {0, errno};
+    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &scope.cancel_state);
+    return scope;
+}
+
+// A function, not a destructor: a cancellation that has waited is acted upon in here.
+int leave_call(const call_scope& scope, int result) {
+    errno = scope.saved_errno;
+    pthread_setcancelstate(scope.cancel_state, nullptr);
+    return result < 0 ? -1 : result;
+}
+
+int read_text(int handle, unsigned int csid, char* buffer, size_t size) {
+    store_item item;
+    const int result = store_read(handle, csid, item);
+    if (result != 0)
+        return result;
+    if (!item.is_string)
+        return -EBADMSG;
+    memcpy(buffer, item.text, item.length < size ? item.length : size);
+    if (item.length < size)
+        buffer[item.length] = '\0';
+    return 0;
+}
+
+int read_number(int handle, unsigned int csid, int* value) {
+    store_item item;
+    const int result = store_read(handle, csid, item);
+    if (result != 0)
+        return result;
+    if (item.is_string)
+        return -EBADMSG;
+    *value = item.number;
+    return 0;
+}
+
+int write_number(int handle, unsigned int csid, int value) {
+    store_item item;
+    item.is_string = false;
+    item.number = value;
+    return store_write(handle, csid, item);
+}
+
+} // namespace
+} // namespace dashboard
+
+extern "C" {
+
+int open_csman(int, int) {
+    const dashboard::call_scope scope = dashboard::enter_call();
+    return dashboard::leave_call(scope, dashboard::store_open(dashboard::store_path()));
+}
+
+int read_csman(int handle, unsigned int csid, void* buffer, int length, int type) {
+    if (buffer == nullptr || length <= 0 || type != csman_type_string)
+        return -1;
+    const dashboard::call_scope scope = dashboard::enter_call();
+    const size_t size = static_cast<size_t>(length);
+    return dashboard::leave_call(scope, dashboard::read_text(handle, csid, static_cast<char*>(buffer), size));
+}
+
+int read_csman_int(int handle, unsigned int csid, int* value) {
+    if (value == nullptr)
+        return -1;
+    const dashboard::call_scope scope = dashboard::enter_call();
+    return dashboard::leave_call(scope, dashboard::read_number(handle, csid, value));
+}
+
+int write_csman_int(int handle, unsigned int csid, int value) {
+    const dashboard::call_scope scope = dashboard::enter_call();
+    return dashboard::leave_call(scope, dashboard::write_number(handle, csid, value));
+}
+
+int close_csman(int handle) {
+    const dashboard::call_scope scope = dashboard::enter_call();
+    return dashboard::leave_call(scope, dashboard::store_close(handle));
+}
+
+} // extern "C"

@@ -1,0 +1,26 @@
+// An item as the text of its file, and back: pure functions on fixed buffers.
+#ifndef PLATFORM_HOST_CSMAN_TEXT_H
+#define PLATFORM_HOST_CSMAN_TEXT_H
+
+#include "platform/host/csman_store.h"
+
+namespace dashboard {
+
+// The longest file: "string ", the text, a newline.
+constexpr size_t item_text_max = 7 + store_text_max + 1;
+
+// Writes `value` in decimal at `out` (room for 11 bytes). Returns its length; no terminator.
+size_t format_decimal(int64_t value, char* out);
+
+// Reads a decimal 32-bit number that fills `text` entirely: an optional minus and digits. False when it is not one.
+bool parse_decimal(const char* text, size_t length, int32_t& value);
+
+// The text of an item's file. Returns its length, or 0 when the item can't be stored (too long, or holds a NUL).
+size_t format_item(const store_item& item, char (&out)[item_text_max]);
+
+// The item that a file's text describes. False, and `item` as it was, when it describes none.
+bool parse_item(const char* text, size_t length, store_item& item);
+
+} // namespace dashboard
+
+#endif
