@@ -1,0 +1,42 @@
+// Every message of the daemon, and the formatted writer for file descriptors.
+#ifndef CORE_DASHBOARD_LOG_H
+#define CORE_DASHBOARD_LOG_H
+
+#include <atomic>
+#include <cstdarg>
+#include <cstddef>
+#include <cstdint>
+
+namespace dashboard {
+
+/// Output switches: an output is on while its switch is exactly 1. Set by the options "logc" and "logs" and by the
+/// log-mode item of csman; any thread may read them.
+extern std::atomic<int32_t> log2console;
+extern std::atomic<int32_t> log2syslog;
+
+/// Makes standard output hand on every line as it is printed, also into a pipe or a file. Call it before the first
+/// output.
+void open_console();
+
+/// Information and warnings: "level[func:line]: text" to standard output and syslog as the switches say. `func` is the
+/// name of the step that speaks. Text is cut at 255 characters, the line at 311. Any thread; takes no lock of ours.
+void _msg(const char* func, int32_t line, const char* format, ...) __attribute__((format(printf, 3, 4)));
+void _warn(const char* func, int32_t line, const char* format, ...) __attribute__((format(printf, 3, 4)));
+
+/// An unrecoverable error: the line goes to both outputs whatever the switches say, then the process ends with 1.
+[[noreturn]] void _fatal(const char* func, int32_t line, const char* format, ...) __attribute__((format(printf, 3, 4)));
+
+/// The longest text that dh_printf and the documents take, its terminating NUL included.
+constexpr size_t longest_text = 384;
+
+/// Formats into `text`. Returns the length, or -1 when the text would not fit: it is refused, never cut.
+int format_text(char (&text)[longest_text], const char* format, va_list arguments)
+    __attribute__((format(printf, 2, 0)));
+
+/// Writes a formatted text of at most 383 characters to `fd` with one `write` and returns its result. A longer text is
+/// refused with -1; a negative `fd` too, with a warning.
+int dh_printf(int fd, const char* format, ...) __attribute__((format(printf, 2, 3)));
+
+} // namespace dashboard
+
+#endif

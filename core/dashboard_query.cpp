@@ -1,0 +1,173 @@
+#include "core/dashboard_query.h"
+
+#include "core/dashboard_flags.h"
+#include "core/dashboard_log.h"
+#include "core/dashboard_wait.h"
+#include "probes/tool_output.h"
+#include "probes/wall_clock.h"
+
+#include <atomic>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+
+namespace dashboard {
+
+namespace {
+
+constexpr char mpstat_command[] = "mpstat -P ALL 1 2";
+constexpr char average_prefix[] = "Average:";
+constexpr char average_header[] = "Average:     CPU";
+constexpr uint32_t clock_tolerance = 30; // seconds that the wall clock may move between two looks
+constexpr int32_t first_measurement = 2; // seconds from the start
+constexpr int32_t measurement_gap = 3;   // seconds, from the start of one measurement
+
+mutex cpu_info_mutex;
+cpu_info latest guarded_by(cpu_info_mutex);
+
+/// Set while cpu_info_mutex is made and a measurement is there. Readers look here first: the query thread makes the
+/// mutex anew when it starts, and nobody may be waiting for it then.
+std::atomic<bool> measured{false};
+
+void publish(const cpu_info& measurement) {
+    scoped_lock lock(cpu_info_mutex);
+    latest = measurement;
+    measured = true;
+}
+
+void retire_cpu_info() {
+    {
+        scoped_lock lock(cpu_info_mutex);
+        measured = false;
+    }
+    cpu_info_mutex.destroy();
+}
+
+bool starts_with(const char* text, const char* prefix) {
+    return strncmp(text, prefix, strlen(prefix)) == 0;
+}
+
+int32_t* field_of(cpu_info& measurement, const char* name) {
+    static constexpr const char* cores[] = {"0", "1", "2", "3"};
+    if (strcmp(name, "all") == 0) {
+        return &measurement.all;
+    }
+    for (int32_t i = 0; i < 4; ++i) {
+        if (strcmp(name, cores[i]) == 0) {
+            return &measurement.cpu[i];
+        }
+    }
+    return nullptr;
+}
+
+/// Returns whether the line gave a value.
+bool take_line(cpu_info& measurement, const char* line) {
+    cpu_line parsed;
+    if (starts_with(line, average_header) || !starts_with(line, average_prefix) || find_cpu_info(line, &parsed) == 0) {
+        return false;
+    }
+    int32_t* field = field_of(measurement, parsed.name);
+    if (field == nullptr) {
+        _warn("query_cpu", __LINE__, "unknow cpu-core index(%s)", parsed.name);
+        return false;
+    }
+    const uint32_t idle = static_cast<uint32_t>(parsed.percent[9]);
+    *field = static_cast<int32_t>(100u - idle);
+    return true;
+}
+
+/// Returns whether mpstat printed anything at all.
+bool read_measurement(tool_output& tool, cpu_info& measurement) {
+    bool printed = false;
+    bool got_value = false;
+    while (const char* line = next_line(tool.text)) {
+        printed = true;
+        got_value = take_line(measurement, line) || got_value;
+    }
+    close_tool(tool);
+    measurement.valid = got_value ? 1 : 0;
+    return printed;
+}
+
+void query_cpu(query_state& state, int32_t now) {
+    cpu_info measurement{0, -1, {-1, -1, -1, -1}};
+    tool_output tool;
+    const bool started = open_tool(tool, mpstat_command);
+    state.next = seconds_after(now, measurement_gap);
+    state.last = now;
+    if (!started) {
+        _warn("query_cpu", __LINE__, "popen(mpstat -P ALL 1 2) failed(%s)!", strerror(errno));
+        return;
+    }
+    if (!read_measurement(tool, measurement)) {
+        _warn("query_cpu", __LINE__, "error, popen returned null string, RESTART DAEMON!\n");
+        set_main_quit_flag();
+    }
+    if (measurement.valid == 1) {
+        publish(measurement);
+    }
+}
+
+bool clock_jumped(query_state& state, int32_t now) {
+    const int32_t diff = seconds_between(state.last, now);
+    if (static_cast<uint32_t>(diff) + clock_tolerance < 2 * clock_tolerance + 1) {
+        return false;
+    }
+    _msg("CheckTimer", __LINE__, "maybe sys time was changed??, now(%ld), last(%ld), diff(%ld)", static_cast<long>(now),
+         static_cast<long>(state.last), static_cast<long>(diff));
+    state.next = seconds_after(now, measurement_gap);
+    state.last = now;
+    return true;
+}
+
+} // namespace
+
+int32_t query_cpu_info(cpu_info* out) {
+    if (!measured) {
+        return 0;
+    }
+    scoped_lock lock(cpu_info_mutex);
+    *out = latest;
+    return 1;
+}
+
+int32_t find_cpu_info(const char* line, cpu_line* out) {
+    *out = {};
+    int32_t* p = out->percent;
+    // The first word, the core, then ten times an integer part, the point and the skipped fraction.
+    const int found = sscanf(line,
+                             "%*[^ ]%4s%d.%*[^ ]%d.%*[^ ]%d.%*[^ ]%d.%*[^ ]%d.%*[^ ]%d.%*[^ ]%d.%*[^ ]%d.%*[^ ]%d."
+                             "%*[^ ]%d.%*[^ ]",
+                             out->name, &p[0], &p[1], &p[2], &p[3], &p[4], &p[5], &p[6], &p[7], &p[8], &p[9]);
+    if (found == 11) {
+        return 1;
+    }
+    _warn("find_cpu_info", __LINE__, "sscanf (%s), rturn %d, should be 11", line, found);
+    return 0;
+}
+
+void query_step(query_state& state) {
+    const int32_t now = wall_seconds();
+    if (clock_jumped(state, now) || seconds_between(state.next, now) <= 0) {
+        return;
+    }
+    query_cpu(state, now);
+}
+
+void query() {
+    query_state state{wall_seconds(), 0};
+    if (!cpu_info_mutex.init()) {
+        _warn("query", __LINE__, "Mutex initiation error!");
+        set_main_quit_flag();
+        return;
+    }
+    state.next = seconds_after(wall_seconds(), first_measurement);
+    sleep_fully(1);
+    while (check_query_thread_status() >= 0) {
+        query_step(state);
+        sleep_fully(1);
+    }
+    retire_cpu_info();
+}
+
+} // namespace dashboard

@@ -1,0 +1,73 @@
+#include "core/dashboard_wait.h"
+
+#include "probes/wall_clock.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <ctime>
+#include <sys/prctl.h>
+#include <unistd.h>
+
+namespace dashboard {
+
+namespace {
+
+constexpr useconds_t poll_interval = 500; // microseconds
+constexpr long second_ns = 1'000'000'000;
+constexpr long longest_slack = 100'000'000;          // ns
+constexpr long boundary_guard = 2'500'000 + 500'000; // ns that stay free of slack before a second turns, poll included
+
+void set_slack(second_watch& watch, unsigned long slack) {
+    if (slack == watch.slack) {
+        return;
+    }
+    prctl(PR_SET_TIMERSLACK, slack, 0, 0, 0);
+    watch.slack = slack;
+}
+
+/// How late the next poll may come without missing the turn of the second, in ns; 0: as punctual as the system can.
+unsigned long affordable_slack(int32_t second, const second_watch& watch) {
+    timespec now{};
+    clock_gettime(CLOCK_REALTIME, &now);
+    // Past the boundary while `time` still shows the old second: its coarse clock turns some milliseconds late.
+    if (!watch.steady || static_cast<int32_t>(now.tv_sec) != second) {
+        return 0;
+    }
+    const long left = second_ns - now.tv_nsec - boundary_guard;
+    return left > 0 ? static_cast<unsigned long>(std::min(left, longest_slack)) : 0;
+}
+
+/// Slack is a promise about the future: it is given only while seconds last as long as the machine's own clock says
+/// they should. A wall clock that is being stepped or hurried along is polled closely instead.
+void note_turn(second_watch& watch) {
+    const clock_t now = times(nullptr);
+    const unsigned long elapsed = static_cast<unsigned long>(now) - static_cast<unsigned long>(watch.last_turn);
+    watch.steady = elapsed >= static_cast<unsigned long>(sysconf(_SC_CLK_TCK)) * 9 / 10;
+    watch.last_turn = now;
+}
+
+} // namespace
+
+void sleep_fully(int32_t seconds) {
+    timespec deadline{};
+    clock_gettime(CLOCK_MONOTONIC, &deadline);
+    deadline.tv_sec += seconds;
+    while (clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &deadline, nullptr) == EINTR) {
+    }
+}
+
+int32_t wait_for_next_second(int32_t second, second_watch& watch) {
+    int32_t now = wall_seconds();
+    while (now == second) {
+        // 2,000 wake-ups a second would cost more than all the rest of the daemon: let the kernel be late while the
+        // turn of the second is far away.
+        set_slack(watch, affordable_slack(second, watch));
+        usleep(poll_interval);
+        now = wall_seconds();
+    }
+    set_slack(watch, 0); // children inherit it
+    note_turn(watch);
+    return now;
+}
+
+} // namespace dashboard

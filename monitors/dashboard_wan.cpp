@@ -1,0 +1,225 @@
+// WAN traffic: the bytes that up to sixteen WAN connections have sent and received, in bytes as the kernel counts them
+// since the interface came up. Which interface carries a connection is said by csman; a connection keeps the last name
+// it was given until the module is started again. A connection whose interface is down counts 0 in that second.
+
+#include "core/monitor_cb.h"
+#include "monitors/metric_export.h"
+#include "monitors/monitors.h"
+#include "platform/csman.h"
+#include "probes/dashboard_netdev.h"
+
+namespace dashboard {
+
+namespace {
+
+constexpr int32_t wan_slots = 16;
+constexpr int32_t wan_name_size = 16;
+
+struct wan_sample {
+    int32_t time;
+    unsigned long long tx[wan_slots];
+    unsigned long long rx[wan_slots];
+    unsigned long long txrx[wan_slots];
+
+    void add(const wan_sample& other) {
+        for (int32_t i = 0; i < wan_slots; ++i) {
+            tx[i] += other.tx[i];
+            rx[i] += other.rx[i];
+            txrx[i] += other.txrx[i];
+        }
+    }
+    void divide(int32_t n) {
+        const auto divisor = static_cast<unsigned long long>(n);
+        for (int32_t i = 0; i < wan_slots; ++i) {
+            tx[i] /= divisor;
+            rx[i] /= divisor;
+            txrx[i] /= divisor;
+        }
+    }
+};
+
+struct wan_store {
+    metric_store<wan_sample> history;
+    char name[wan_slots][wan_name_size]; // terminated when shorter; empty: not in use
+
+    bool in_use(int32_t slot) const { return name[slot][0] != '\0'; }
+};
+
+wan_store* store = nullptr;
+
+constexpr uint32_t binding_csid = 0x10600;       // + slot
+constexpr uint32_t fixed_name_csid = 0x8001000B; // the name for binding 99
+constexpr uint32_t name_csid = 0x8001018F;       // + binding, 1..16
+constexpr int32_t fixed_binding = 99;
+
+constexpr monitor_description about = {
+    "dashboard_wan",
+    "wan_traffic_init",
+    "wan_traffic_loop",
+    72,
+    3,
+    {"xml_wan_traffic_sec", "/tmp/dashboard/wan_traffic_sec_tmp.xml", "/tmp/dashboard/wan_traffic_sec_0.xml",
+     "/usr/www/wan_traffic_sec_0.xml"},
+    {"xml_wan_traffic_min", "/tmp/dashboard/wan_traffic_min_tmp.xml", "/tmp/dashboard/wan_traffic_min_0.xml",
+     "/usr/www/wan_traffic_min_0.xml"},
+    {"xml_wan_traffic_hour", "/tmp/dashboard/wan_traffic_hour_tmp.xml", "/tmp/dashboard/wan_traffic_hour_0.xml",
+     "/usr/www/wan_traffic_hour_0.xml"},
+    "/usr/www/wan_traffic*",
+    "/tmp/dashboard/wan_traffic*",
+};
+
+constexpr export_names exports[3] = {
+    {"data_export_wan_traffic_sec", "/tmp/dashboard/wan_traffic_sec_0_tmp", "/tmp/dashboard/wan_traffic_sec_0",
+     "/usr/www/wan_traffic_sec_0"},
+    {"data_export_wan_traffic_min", "/tmp/dashboard/wan_traffic_min_0_tmp", "/tmp/dashboard/wan_traffic_min_0",
+     "/usr/www/wan_traffic_min_0"},
+    {"data_export_wan_traffic_hour", "/tmp/dashboard/wan_traffic_hour_0_tmp", "/tmp/dashboard/wan_traffic_hour_0",
+     "/usr/www/wan_traffic_hour_0"},
+};
+
+/// A name as a terminated string, also one that fills its buffer.
+struct wan_name {
+    char text[wan_name_size + 1] = {};
+
+    explicit wan_name(const char (&name)[wan_name_size]) { memcpy(text, name, wan_name_size); }
+};
+
+// ---- sampling
+
+void read_name(int handle, int32_t slot) {
+    int binding = 0;
+    read_csman_int(handle, binding_csid + static_cast<uint32_t>(slot), &binding);
+    if (binding == fixed_binding) {
+        read_csman(handle, fixed_name_csid, store->name[slot], wan_name_size, csman_type_string);
+    } else if (binding >= 1 && binding <= wan_slots) {
+        read_csman(handle, name_csid + static_cast<uint32_t>(binding), store->name[slot], wan_name_size,
+                   csman_type_string);
+    }
+}
+
+/// Returns whether the connection's interface could be read.
+bool sample_slot(wan_sample& sample, int32_t slot) {
+    const wan_name name(store->name[slot]);
+    const netdev_entry* entry = nullptr;
+    if (netdev_alive(name.text) == 0) {
+        _msg("get_wan_traffic_item", __LINE__, "%s is dead", name.text);
+        return false;
+    }
+    if (netdev_found(0, name.text, &entry) < 0) {
+        _msg("get_wan_traffic_item", __LINE__, "can not find netdev(%s)", name.text);
+        return false;
+    }
+    sample.tx[slot] = entry->tx_bytes;
+    sample.rx[slot] = entry->rx_bytes;
+    sample.txrx[slot] = entry->tx_bytes + entry->rx_bytes;
+    return true;
+}
+
+bool get_wan_traffic_item(wan_sample& sample) {
+    bool taken = false;
+    for (int32_t slot = 0; slot < wan_slots; ++slot) {
+        if (store->in_use(slot)) {
+            taken = sample_slot(sample, slot) || taken;
+        }
+    }
+    return taken;
+}
+
+// ---- elements and rows
+
+void elements(metric_document& document, const wan_sample& sample) {
+    for (int32_t slot = 0; slot < wan_slots; ++slot) {
+        if (!store->in_use(slot)) {
+            continue;
+        }
+        const int n = slot + 1;
+        document_printf(document, "    <wan%d_tx>%llu</wan%d_tx>\n", n, sample.tx[slot], n);
+        document_printf(document, "    <wan%d_rx>%llu</wan%d_rx>\n", n, sample.rx[slot], n);
+        document_printf(document, "    <wan%d_txrx>%llu</wan%d_txrx>\n", n, sample.txrx[slot], n);
+    }
+}
+
+void rows(metric_document& document, int32_t count, const wan_sample& sample, const wan_sample& previous) {
+    for (int32_t slot = 0; slot < wan_slots; ++slot) {
+        if (store->in_use(slot)) {
+            difference_row(document, count, slot + 1, sample.tx[slot] - previous.tx[slot],
+                           sample.rx[slot] - previous.rx[slot], sample.txrx[slot] - previous.txrx[slot]);
+        }
+    }
+}
+
+// ---- callbacks
+
+int write_series(const metric_series<wan_sample>& series, const document_names& names) {
+    return write_snapshot(series, about, names, elements);
+}
+
+int wan_traffic_init(int handle, int /*unused*/) {
+    if (!make_store(store, about)) {
+        return 0;
+    }
+    start_series(store->history);
+    for (int32_t slot = 0; slot < wan_slots; ++slot) {
+        read_name(handle, slot);
+        if (store->in_use(slot)) {
+            _msg("wan_traffic_init", __LINE__, "Add WAN%d:(%s)", slot, wan_name(store->name[slot]).text);
+        }
+    }
+    write_series(store->history.sec, about.sec);
+    write_series(store->history.min, about.min);
+    write_series(store->history.hour, about.hour);
+    mark_start(handle, about.start_marker);
+    return 1;
+}
+
+int wan_traffic_check(int handle, int32_t* /*viewer*/, const monitor_cb* /*callbacks*/) {
+    if (store == nullptr) {
+        _warn("wan_traffic_check", __LINE__, "can't do check function");
+        return 0;
+    }
+    for (int32_t slot = 0; slot < wan_slots; ++slot) {
+        read_name(handle, slot);
+    }
+    return 1;
+}
+
+int wan_traffic_term(int /*handle*/, int /*unused*/) {
+    return drop_store(store, about);
+}
+
+int wan_traffic_loop(int /*handle*/, int32_t* viewer, const monitor_cb* /*callbacks*/) {
+    wan_sample sample{};
+    if (store == nullptr || !get_wan_traffic_item(sample)) {
+        return 0;
+    }
+    sample.time = wall_seconds();
+    return metric_feed(store->history, sample, viewer_request(viewer) > 0, about, write_series);
+}
+
+int write_sec(int /*handle*/, const int32_t* /*index*/) {
+    return store != nullptr ? write_series(store->history.sec, about.sec) : 0;
+}
+
+int write_min(int /*handle*/, const int32_t* /*index*/) {
+    return store != nullptr ? write_series(store->history.min, about.min) : 0;
+}
+
+int write_hour(int /*handle*/, const int32_t* /*index*/) {
+    return store != nullptr ? write_series(store->history.hour, about.hour) : 0;
+}
+
+int data_export(int /*handle*/, const int32_t* selector) {
+    const auto export_series = [](const metric_series<wan_sample>& series, const export_names& names) {
+        return export_differences(series, about.source, names, rows);
+    };
+    return select_export(store, selector, exports, export_series);
+}
+
+} // namespace
+
+extern constexpr monitor_cb wan_traffic_monitor = {
+    wan_traffic_init, wan_traffic_check, wan_traffic_term, wan_traffic_loop, write_sec, write_min,
+    write_hour,       nullptr,           nullptr,          data_export,      nullptr,   nullptr,
+};
+
+} // namespace dashboard

@@ -1,0 +1,58 @@
+// A published file: written whole under a temporary name, moved onto its final name, linked once for the web server.
+#ifndef MONITORS_METRIC_DOCUMENT_H
+#define MONITORS_METRIC_DOCUMENT_H
+
+#include "core/dashboard_log.h"
+
+#include <cstddef>
+
+namespace dashboard {
+
+/// Reports that a temporary file could not be opened, in the words of the writer's module.
+using open_failure_report = void (*)(const char* writer, const char* path, const char* error);
+
+/// "open file(%s) error(%s)!", the words of nearly every writer.
+void warn_open_failure(const char* writer, const char* path, const char* error);
+
+/// The names of one published file.
+struct document_names {
+    const char* writer;    // name of the function in messages
+    const char* temporary; // what is being written
+    const char* published; // what it is moved onto
+    const char* link;      // where the web server finds it
+    open_failure_report report = warn_open_failure;
+};
+
+/// A document being written. Text is gathered and handed to the kernel in large pieces; the results of those writes
+/// are not examined.
+struct metric_document {
+    int fd = -1;
+    size_t used = 0;
+    char buffer[4096]; // left as it comes
+    metric_document() {}
+};
+
+/// Opens the temporary file, created with mode 0644 less the umask and not truncated. Returns false with a warning
+/// when it cannot be opened; a link in its place counts as that.
+bool open_document(metric_document& document, const document_names& names);
+
+/// Adds a fixed text shorter than `longest_text`.
+void document_text(metric_document& document, const char* text);
+
+/// Adds a formatted text. One of 384 characters or more is left out, never cut.
+void document_printf(metric_document& document, const char* format, ...) __attribute__((format(printf, 2, 3)));
+
+/// The two lines that begin every XML snapshot, and the one that ends it.
+void begin_datalist(metric_document& document);
+void end_datalist(metric_document& document);
+
+/// Writes out what is left, closes, removes the published file and moves the new one onto its name.
+void replace_published(metric_document& document, const document_names& names);
+
+/// Links `target` as `link` unless something is there; a link whose target is missing counts as nothing. `source` and
+/// `writer` name the caller for the command runner's log.
+void link_published(const char* source, const char* writer, const char* target, const char* link);
+
+} // namespace dashboard
+
+#endif

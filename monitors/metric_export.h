@@ -1,0 +1,77 @@
+// The CSV exports of a metric's series.
+#ifndef MONITORS_METRIC_EXPORT_H
+#define MONITORS_METRIC_EXPORT_H
+
+#include "monitors/metric_store.h"
+
+namespace dashboard {
+
+/// How many of a series' newest samples an export shows.
+constexpr int32_t export_span = 72;
+
+/// The three paths of one export, ".csv" appended to its base names.
+struct export_paths {
+    char temporary[256];
+    char published[256];
+    char link[256];
+    document_names names;
+
+    explicit export_paths(const export_names& bases);
+};
+
+/// Exports one series of byte counters: a header, then for every sample after the first exported one what
+/// `rows(document, count, sample, previous)` adds, `count` from 1. Returns 1 when published, 0 when the temporary file
+/// cannot be opened or the series holds fewer than two samples.
+template <class Sample, int32_t slots, class Rows>
+int export_differences(const metric_series<Sample, slots>& series, const char* source, const export_names& bases,
+                       Rows rows) {
+    const export_paths paths(bases);
+    metric_document document;
+    if (!open_document(document, paths.names)) {
+        return 0;
+    }
+    if (series_count(series) < 2) {
+        return 0; // Deliberate: the temporary file stays, open and empty.
+    }
+    document_text(document, "count,index,tx,rx,txrx\n");
+    int32_t position = first_shown(series, export_span);
+    const Sample* previous = series_get(position++, series);
+    int32_t count = 1;
+    while (const Sample* sample = series_get(position++, series)) {
+        rows(document, count++, *sample, *previous);
+        previous = sample;
+    }
+    replace_published(document, paths.names);
+    link_published(source, bases.exporter, paths.published, paths.link);
+    return 1;
+}
+
+/// The row of one entity: the bytes of one interval, wrapping where a counter fell.
+inline void difference_row(metric_document& document, int32_t count, int32_t entity, unsigned long long tx,
+                           unsigned long long rx, unsigned long long txrx) {
+    document_printf(document, "%d,%d,%llu,%llu,%llu\n", count, entity, tx, rx, txrx);
+}
+
+/// Picks the series and the names for a `selector` of 0 (sec), 1 (min) or 2 (hour) and exports through
+/// `export_series(series, names)`. Returns 0 without a store or a selector, or for any other one. A
+/// store keeps its three series as `history`.
+template <class Store, class Export>
+int select_export(const Store* store, const int32_t* selector, const export_names (&names)[3], Export export_series) {
+    if (store == nullptr || selector == nullptr) {
+        return 0;
+    }
+    switch (*selector) {
+    case 0:
+        return export_series(store->history.sec, names[0]);
+    case 1:
+        return export_series(store->history.min, names[1]);
+    case 2:
+        return export_series(store->history.hour, names[2]);
+    default:
+        return 0;
+    }
+}
+
+} // namespace dashboard
+
+#endif

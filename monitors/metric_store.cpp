@@ -1,0 +1,22 @@
+#include "monitors/metric_store.h"
+
+#include "platform/csman.h"
+
+namespace dashboard {
+
+namespace {
+
+constexpr uint32_t start_marker_csid = 0x8015043e;
+constexpr int32_t marker_to_keep = 99;
+
+} // namespace
+
+void mark_start(int handle, int32_t code) {
+    int marker = 0;
+    read_csman_int(handle, start_marker_csid, &marker);
+    if (marker != marker_to_keep) {
+        write_csman_int(handle, start_marker_csid, code);
+    }
+}
+
+} // namespace dashboard

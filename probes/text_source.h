@@ -1,0 +1,62 @@
+// Reading text from a file or a tool with fixed memory: line by line, or character by character.
+#ifndef PROBES_TEXT_SOURCE_H
+#define PROBES_TEXT_SOURCE_H
+
+#include <cstddef>
+
+namespace dashboard {
+
+/// A descriptor that is read front to back through one buffer. A read that a signal interrupts is taken up again; a
+/// read error counts as the end.
+///
+/// As a character source it has `peek` and `skip`, which the scanners of text_scan.h want.
+struct text_source {
+    static constexpr size_t capacity = 16384;
+
+    int fd = -1;
+    size_t begin = 0; // what is in memory and not consumed: buffer[begin, end)
+    size_t end = 0;
+    bool in_cut_line = false;  // the rest of a line that did not fit is still to be dropped
+    char buffer[capacity + 1]; // left as it comes: pages that no line reaches are never touched
+
+    text_source() {}
+    explicit text_source(int descriptor) : fd(descriptor) {}
+
+    /// The next character, or -1 at the end.
+    int peek() { return begin < end || refill() ? static_cast<unsigned char>(buffer[begin]) : -1; }
+    void skip() { ++begin; }
+
+    /// Reads more behind what is in memory. Returns false at the end of the input or when there is no room.
+    bool refill();
+};
+
+/// The next line without its newline, terminated; nothing at the end of the input. A last line without a newline
+/// counts. Of a line longer than `capacity` the front is given and the rest dropped. The text lives until the next
+/// call.
+const char* next_line(text_source& source);
+
+/// The first line of a text as a character source: it ends at the newline or at a NUL, as a string in memory would.
+struct first_line {
+    text_source& text;
+
+    int peek() {
+        const int c = text.peek();
+        return c == '\n' || c == '\0' ? -1 : c;
+    }
+    void skip() { text.skip(); }
+};
+
+/// A terminated string as a character source.
+struct string_source {
+    const char* at;
+
+    int peek() const { return *at != '\0' ? static_cast<unsigned char>(*at) : -1; }
+    void skip() { ++at; }
+};
+
+/// Opens `path` for reading, close-on-exec. Returns the descriptor, or -1 with errno.
+int open_for_reading(const char* path);
+
+} // namespace dashboard
+
+#endif

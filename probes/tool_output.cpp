@@ -1,0 +1,28 @@
+#include "probes/tool_output.h"
+
+#include "probes/uncancellable.h"
+
+#include <unistd.h>
+
+namespace dashboard {
+
+bool open_tool(tool_output& tool, const char* command) {
+    {
+        uncancellable section; // popen uses the heap
+        tool.pipe = popen(command, "re");
+    }
+    if (tool.pipe == nullptr) {
+        return false;
+    }
+    tool.text.fd = fileno(tool.pipe); // read directly: stdio's buffer would come from the heap
+    usleep(10);
+    return true;
+}
+
+void close_tool(tool_output& tool) {
+    uncancellable section;
+    pclose(tool.pipe);
+    tool.pipe = nullptr;
+}
+
+} // namespace dashboard
