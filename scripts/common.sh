@@ -1,0 +1,69 @@
+# Shared by the scripts of this folder: messages and the installing of what a fresh machine lacks.
+# shellcheck shell=bash
+
+readonly program=${0##*/}
+
+say() {
+    printf '%s: %s\n' "$program" "$*"
+}
+
+# Ends the script with one line that says what is wrong and what to do.
+die() {
+    printf '%s: %s\n' "$program" "$*" >&2
+    exit 1
+}
+
+# A need is WHAT:PACKAGE: a command, or an absolute path (with wildcards) for what is no command.
+have() {
+    case $1 in
+    /*) compgen -G "$1" >/dev/null ;;
+    *) PATH=$PATH:/usr/sbin:/sbin command -v "$1" >/dev/null ;;
+    esac
+}
+
+# Prints the packages of those needs that are not met.
+missing_packages() {
+    local need
+    for need in "$@"; do
+        have "${need%:*}" || printf '%s\n' "${need#*:}"
+    done | sort -u
+}
+
+apt_install() {
+    local as_root=()
+    [[ $EUID -eq 0 ]] || as_root=(sudo)
+    local install=("${as_root[@]}" env DEBIAN_FRONTEND=noninteractive
+        apt-get install -y -q --no-install-recommends "$@")
+    # The package lists of a fresh machine may be missing or old, but fetching them needlessly costs half a minute.
+    "${install[@]}" || { "${as_root[@]}" apt-get update -q && "${install[@]}"; }
+}
+
+# Installs the Debian packages that the given needs lack, unless the first argument is "no"; ends the script when that
+# can't be done.
+ensure() {
+    local may_install=$1 packages
+    shift
+    mapfile -t packages < <(missing_packages "$@")
+    [[ ${#packages[@]} -gt 0 ]] || return 0
+
+    local advice="run 'apt-get install ${packages[*]}' as root"
+    [[ $may_install != no ]] || die "missing: ${packages[*]}; $advice, or leave out --no-install"
+    have apt-get || die "missing: ${packages[*]}; no apt-get here to install them: install them by hand"
+    [[ $EUID -eq 0 ]] || have sudo || die "missing: ${packages[*]}; no root and no sudo to install them: $advice"
+
+    say "installing ${packages[*]}"
+    local log
+    log=$(mktemp)
+    if ! apt_install "${packages[@]}" </dev/null >"$log" 2>&1; then
+        tail -n 15 "$log" >&2
+        rm -f "$log"
+        die "could not install ${packages[*]}: $advice"
+    fi
+    rm -f "$log"
+    mapfile -t packages < <(missing_packages "$@")
+    [[ ${#packages[@]} -eq 0 ]] || die "still missing after installing: ${packages[*]}"
+}
+
+# What every build needs. /usr/include/stdlib.h stands for the C library's headers.
+# shellcheck disable=SC2034 # used by the scripts that read this file
+build_needs=(cmake:cmake ninja:ninja-build g++:g++ /usr/include/stdlib.h:libc6-dev)
