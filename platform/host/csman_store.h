@@ -24,9 +24,6 @@ namespace dashboard {
 // Longest text of a string item, in bytes.
 constexpr size_t store_text_max = 1023;
 
-// "0x" and eight digits, with the terminator.
-constexpr size_t store_name_size = 11;
-
 struct store_item {
     bool is_string;
     int32_t number;            // an integer item's value
@@ -54,12 +51,6 @@ int store_write(int store, uint32_t csid, const store_item& item);
 
 // Makes an item unset. -ENOENT when it was.
 int store_remove(int store, uint32_t csid);
-
-// The name of an item's file.
-void store_item_name(uint32_t csid, char (&name)[store_name_size]);
-
-// The csid behind a file name. False when it is not an item's.
-bool store_parse_name(const char* name, uint32_t& csid);
 
 } // namespace dashboard
 

@@ -90,4 +90,28 @@ bool parse_item(const char* text, size_t length, store_item& item) {
     return true;
 }
 
+void store_item_name(uint32_t csid, char (&name)[store_name_size]) {
+    name[0] = '0';
+    name[1] = 'x';
+    for (size_t at = 9; at >= 2; at--) {
+        name[at] = "0123456789abcdef"[csid & 15];
+        csid >>= 4;
+    }
+    name[10] = '\0';
+}
+
+bool store_parse_name(const char* name, uint32_t& csid) {
+    if (strlen(name) != store_name_size - 1 || name[0] != '0' || name[1] != 'x')
+        return false;
+    uint32_t sum = 0;
+    for (const char* at = name + 2; *at != '\0'; at++) {
+        const bool digit = *at >= '0' && *at <= '9';
+        if (!digit && (*at < 'a' || *at > 'f'))
+            return false;
+        sum = sum << 4 | static_cast<uint32_t>(digit ? *at - '0' : *at - 'a' + 10);
+    }
+    csid = sum;
+    return true;
+}
+
 } // namespace dashboard
