@@ -1,0 +1,201 @@
+// Tools that the process under test runs, its system log, and the rest of the calls that a test wants to see or spoil.
+#undef _FILE_OFFSET_BITS
+#undef _TIME_BITS
+#undef _FORTIFY_SOURCE
+#include "tests/support/inside.h"
+
+#include <cerrno>
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <syslog.h>
+#include <unistd.h>
+
+using namespace dashboard::testing;
+
+namespace {
+
+// Descriptors of tools whose output must not be seen before some virtual time has passed.
+constexpr int tracked_descriptors = 64;
+int64_t delay_of[tracked_descriptors];
+bool is_tool[tracked_descriptors];
+
+int64_t delay_for(const char* command) {
+    world_state* world = current_world();
+    const world_lock lock(world);
+    for (const slow_tool& tool : world->slow_tools) {
+        if (tool.word[0] != '\0' && strstr(command, tool.word) != nullptr) {
+            return tool.ns;
+        }
+    }
+    return 0;
+}
+
+void wait_for_tool(world_state* world, int descriptor) {
+    const int64_t delay = __atomic_exchange_n(&delay_of[descriptor], 0, __ATOMIC_SEQ_CST);
+    if (delay == 0) {
+        return;
+    }
+    int64_t now;
+    {
+        const world_lock lock(world);
+        now = world->monotonic;
+    }
+    const int64_t deadline = now + delay;
+    int64_t rest = 0;
+    while (sleep_until(world, deadline, false, &rest) != 0) {
+    }
+}
+
+void mark_reading(uint32_t value) {
+    if (thread_row* row = own_row(); row != nullptr) {
+        __atomic_store_n(&row->reading, value, __ATOMIC_SEQ_CST);
+    }
+}
+
+bool tool_descriptor(int descriptor) {
+    return current_world() != nullptr && descriptor >= 0 && descriptor < tracked_descriptors && is_tool[descriptor];
+}
+
+template <class Read>
+ssize_t read_inside(Read read_on, int descriptor) {
+    if (must_fail("read")) {
+        return -1;
+    }
+    if (!tool_descriptor(descriptor)) {
+        return read_on();
+    }
+    wait_for_tool(current_world(), descriptor);
+    mark_reading(1);
+    const ssize_t result = read_on();
+    mark_reading(0);
+    return result;
+}
+
+void record_syslog(int priority, const char* format, va_list arguments) {
+    char text[512];
+    vsnprintf(text, sizeof text, format, arguments);
+    record("syslog", "%d %s", priority, text);
+}
+
+} // namespace
+
+INTERPOSE(FILE*, popen, const char* command, const char* mode) {
+    record("popen", "%s %s", mode, command);
+    if (must_fail("popen", command)) {
+        return nullptr;
+    }
+    FILE* pipe = REAL(FILE * (*)(const char*, const char*), popen)(command, mode);
+    if (pipe == nullptr || current_world() == nullptr || fileno(pipe) >= tracked_descriptors) {
+        return pipe;
+    }
+    is_tool[fileno(pipe)] = true;
+    delay_of[fileno(pipe)] = delay_for(command);
+    return pipe;
+}
+
+INTERPOSE(int, pclose, FILE* pipe) {
+    if (const int descriptor = fileno(pipe); tool_descriptor(descriptor)) {
+        is_tool[descriptor] = false;
+    }
+    mark_reading(1);
+    const int status = REAL(int (*)(FILE*), pclose)(pipe);
+    mark_reading(0);
+    return status;
+}
+
+INTERPOSE(ssize_t, read, int descriptor, void* buffer, size_t size) {
+    return read_inside([=] { return REAL(ssize_t(*)(int, void*, size_t), read)(descriptor, buffer, size); },
+                       descriptor);
+}
+
+INTERPOSE(ssize_t, __read_chk, int descriptor, void* buffer, size_t size, size_t) {
+    return read_inside([=] { return REAL(ssize_t(*)(int, void*, size_t), read)(descriptor, buffer, size); },
+                       descriptor);
+}
+
+INTERPOSE(int, lockf, int descriptor, int command, off_t length) {
+    record("lockf", "%d %ld", command, static_cast<long>(length));
+    if (must_fail("lockf")) {
+        return -1;
+    }
+    return REAL(int (*)(int, int, off_t), lockf)(descriptor, command, length);
+}
+
+INTERPOSE(int, lockf64, int descriptor, int command, long long length) {
+    record("lockf", "%d %lld", command, length);
+    if (must_fail("lockf")) {
+        return -1;
+    }
+    return REAL(int (*)(int, int, long long), lockf64)(descriptor, command, length);
+}
+
+INTERPOSE(unsigned, alarm, unsigned seconds) {
+    record("alarm", "%u", seconds);
+    return REAL(unsigned (*)(unsigned), alarm)(seconds);
+}
+
+// The system log of the machine that runs the tests hears nothing.
+INTERPOSE(void, openlog, const char* ident, int options, int facility) {
+    if (current_world() == nullptr) {
+        REAL(void (*)(const char*, int, int), openlog)(ident, options, facility);
+        return;
+    }
+    record("openlog", "%s %d %d", ident, options, facility);
+}
+
+INTERPOSE(void, closelog, void) {
+    if (current_world() == nullptr) {
+        REAL(void (*)(), closelog)();
+        return;
+    }
+    record("closelog", "%s", "");
+}
+
+INTERPOSE(int, setlogmask, int mask) {
+    if (current_world() == nullptr) {
+        return REAL(int (*)(int), setlogmask)(mask);
+    }
+    record("setlogmask", "%d", mask);
+    return 0xff;
+}
+
+INTERPOSE(void, vsyslog, int priority, const char* format, va_list arguments) {
+    if (current_world() == nullptr) {
+        REAL(void (*)(int, const char*, va_list), vsyslog)(priority, format, arguments);
+        return;
+    }
+    record_syslog(priority, format, arguments);
+}
+
+INTERPOSE(void, syslog, int priority, const char* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    world_vsyslog(priority, format, arguments);
+    va_end(arguments);
+}
+
+INTERPOSE(void, __syslog_chk, int priority, int, const char* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    world_vsyslog(priority, format, arguments);
+    va_end(arguments);
+}
+
+// Allocation fails on request. Only the objects of a test program are linked so (--wrap): the sanitizers' own
+// allocators stay where they are.
+extern "C" {
+void* __real_malloc(size_t size) __attribute__((weak));
+void* __real_calloc(size_t count, size_t size) __attribute__((weak));
+void* __wrap_malloc(size_t size);
+void* __wrap_calloc(size_t count, size_t size);
+
+void* __wrap_malloc(size_t size) {
+    return must_fail("malloc", "", size) ? nullptr : __real_malloc(size);
+}
+
+void* __wrap_calloc(size_t count, size_t size) {
+    return must_fail("calloc", "", uint64_t{count} * size) ? nullptr : __real_calloc(count, size);
+}
+}
