@@ -5,6 +5,7 @@
 #include "core/monitor_cb.h"
 #include "monitors/metric_export.h"
 #include "monitors/monitors.h"
+#include "monitors/traffic_counters.h"
 #include "platform/csman.h"
 #include "probes/dashboard_netdev.h"
 
@@ -17,25 +18,10 @@ constexpr int32_t wan_name_size = 16;
 
 struct wan_sample {
     int32_t time;
-    unsigned long long tx[wan_slots];
-    unsigned long long rx[wan_slots];
-    unsigned long long txrx[wan_slots];
+    traffic_counters<wan_slots> bytes;
 
-    void add(const wan_sample& other) {
-        for (int32_t i = 0; i < wan_slots; ++i) {
-            tx[i] += other.tx[i];
-            rx[i] += other.rx[i];
-            txrx[i] += other.txrx[i];
-        }
-    }
-    void divide(int32_t n) {
-        const auto divisor = static_cast<unsigned long long>(n);
-        for (int32_t i = 0; i < wan_slots; ++i) {
-            tx[i] /= divisor;
-            rx[i] /= divisor;
-            txrx[i] /= divisor;
-        }
-    }
+    void add(const wan_sample& other) { bytes.add(other.bytes); }
+    void divide(int32_t n) { bytes.divide(n); }
 };
 
 struct wan_store {
@@ -109,9 +95,7 @@ bool sample_slot(wan_sample& sample, int32_t slot) {
         _msg("get_wan_traffic_item", __LINE__, "can not find netdev(%s)", name.text);
         return false;
     }
-    sample.tx[slot] = entry->tx_bytes;
-    sample.rx[slot] = entry->rx_bytes;
-    sample.txrx[slot] = entry->tx_bytes + entry->rx_bytes;
+    sample.bytes.take(slot, *entry);
     return true;
 }
 
@@ -133,17 +117,16 @@ void elements(metric_document& document, const wan_sample& sample) {
             continue;
         }
         const int n = slot + 1;
-        document_printf(document, "    <wan%d_tx>%llu</wan%d_tx>\n", n, sample.tx[slot], n);
-        document_printf(document, "    <wan%d_rx>%llu</wan%d_rx>\n", n, sample.rx[slot], n);
-        document_printf(document, "    <wan%d_txrx>%llu</wan%d_txrx>\n", n, sample.txrx[slot], n);
+        document_printf(document, "    <wan%d_tx>%llu</wan%d_tx>\n", n, sample.bytes.tx[slot], n);
+        document_printf(document, "    <wan%d_rx>%llu</wan%d_rx>\n", n, sample.bytes.rx[slot], n);
+        document_printf(document, "    <wan%d_txrx>%llu</wan%d_txrx>\n", n, sample.bytes.txrx[slot], n);
     }
 }
 
 void rows(metric_document& document, int32_t count, const wan_sample& sample, const wan_sample& previous) {
     for (int32_t slot = 0; slot < wan_slots; ++slot) {
         if (store->in_use(slot)) {
-            difference_row(document, count, slot + 1, sample.tx[slot] - previous.tx[slot],
-                           sample.rx[slot] - previous.rx[slot], sample.txrx[slot] - previous.txrx[slot]);
+            difference_row(document, count, slot, sample.bytes, previous.bytes);
         }
     }
 }
@@ -153,6 +136,8 @@ void rows(metric_document& document, int32_t count, const wan_sample& sample, co
 int write_series(const metric_series<wan_sample>& series, const document_names& names) {
     return write_snapshot(series, about, names, elements);
 }
+
+using callbacks = store_callbacks<store, about, write_series>;
 
 int wan_traffic_init(int handle, int /*unused*/) {
     if (!make_store(store, about)) {
@@ -165,9 +150,7 @@ int wan_traffic_init(int handle, int /*unused*/) {
             _msg("wan_traffic_init", __LINE__, "Add WAN%d:(%s)", slot, wan_name(store->name[slot]).text);
         }
     }
-    write_series(store->history.sec, about.sec);
-    write_series(store->history.min, about.min);
-    write_series(store->history.hour, about.hour);
+    callbacks::write_all(handle);
     mark_start(handle, about.start_marker);
     return 1;
 }
@@ -183,10 +166,6 @@ int wan_traffic_check(int handle, int32_t* /*viewer*/, const monitor_cb* /*callb
     return 1;
 }
 
-int wan_traffic_term(int /*handle*/, int /*unused*/) {
-    return drop_store(store, about);
-}
-
 int wan_traffic_loop(int /*handle*/, int32_t* viewer, const monitor_cb* /*callbacks*/) {
     wan_sample sample{};
     if (store == nullptr || !get_wan_traffic_item(sample)) {
@@ -194,18 +173,6 @@ int wan_traffic_loop(int /*handle*/, int32_t* viewer, const monitor_cb* /*callba
     }
     sample.time = wall_seconds();
     return metric_feed(store->history, sample, viewer_request(viewer) > 0, about, write_series);
-}
-
-int write_sec(int /*handle*/, const int32_t* /*index*/) {
-    return store != nullptr ? write_series(store->history.sec, about.sec) : 0;
-}
-
-int write_min(int /*handle*/, const int32_t* /*index*/) {
-    return store != nullptr ? write_series(store->history.min, about.min) : 0;
-}
-
-int write_hour(int /*handle*/, const int32_t* /*index*/) {
-    return store != nullptr ? write_series(store->history.hour, about.hour) : 0;
 }
 
 int data_export(int /*handle*/, const int32_t* selector) {
@@ -218,8 +185,18 @@ int data_export(int /*handle*/, const int32_t* selector) {
 } // namespace
 
 extern constexpr monitor_cb wan_traffic_monitor = {
-    wan_traffic_init, wan_traffic_check, wan_traffic_term, wan_traffic_loop, write_sec, write_min,
-    write_hour,       nullptr,           nullptr,          data_export,      nullptr,   nullptr,
+    wan_traffic_init,
+    wan_traffic_check,
+    callbacks::term,
+    wan_traffic_loop,
+    callbacks::write_sec,
+    callbacks::write_min,
+    callbacks::write_hour,
+    nullptr,
+    nullptr,
+    data_export,
+    nullptr,
+    nullptr,
 };
 
 } // namespace dashboard

@@ -3,6 +3,7 @@
 #define MONITORS_METRIC_EXPORT_H
 
 #include "monitors/metric_store.h"
+#include "monitors/traffic_counters.h"
 
 namespace dashboard {
 
@@ -46,10 +47,12 @@ int export_differences(const metric_series<Sample, slots>& series, const char* s
     return 1;
 }
 
-/// The row of one entity: the bytes of one interval, wrapping where a counter fell.
-inline void difference_row(metric_document& document, int32_t count, int32_t entity, unsigned long long tx,
-                           unsigned long long rx, unsigned long long txrx) {
-    document_printf(document, "%d,%d,%llu,%llu,%llu\n", count, entity, tx, rx, txrx);
+/// The row of one entity, numbered from 1: the bytes of one interval, wrapping where a counter fell.
+template <int32_t entities>
+void difference_row(metric_document& document, int32_t count, int32_t entity, const traffic_counters<entities>& sample,
+                    const traffic_counters<entities>& previous) {
+    document_printf(document, "%d,%d,%llu,%llu,%llu\n", count, entity + 1, sample.tx[entity] - previous.tx[entity],
+                    sample.rx[entity] - previous.rx[entity], sample.txrx[entity] - previous.txrx[entity]);
 }
 
 /// Picks the series and the names for a `selector` of 0 (sec), 1 (min) or 2 (hour) and exports through

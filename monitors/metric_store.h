@@ -190,6 +190,29 @@ int metric_feed(metric_store<Sample, slots>& store, Sample& sample, bool watched
     return 1;
 }
 
+/// The callbacks that differ between modules by store and description only. `store` is the module's store pointer,
+/// `write_series(series, names)` writes one of its documents.
+template <auto& store, const monitor_description& about, auto write_series>
+struct store_callbacks {
+    static int term(int /*handle*/, int /*unused*/) { return drop_store(store, about); }
+
+    static int write_sec(int /*handle*/, const int32_t* /*index*/) {
+        return store != nullptr ? write_series(store->history.sec, about.sec) : 0;
+    }
+    static int write_min(int /*handle*/, const int32_t* /*index*/) {
+        return store != nullptr ? write_series(store->history.min, about.min) : 0;
+    }
+    static int write_hour(int /*handle*/, const int32_t* /*index*/) {
+        return store != nullptr ? write_series(store->history.hour, about.hour) : 0;
+    }
+    /// The three documents of a module that has just been made ready.
+    static void write_all(int handle) {
+        write_sec(handle, nullptr);
+        write_min(handle, nullptr);
+        write_hour(handle, nullptr);
+    }
+};
+
 } // namespace dashboard
 
 #endif

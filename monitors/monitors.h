@@ -6,7 +6,11 @@
 
 namespace dashboard {
 
+extern const monitor_cb cpu_usage_monitor;
+extern const monitor_cb mem_usage_monitor;
 extern const monitor_cb wan_traffic_monitor;
+extern const monitor_cb lan_traffic_monitor;
+extern const monitor_cb current_traffic_monitor;
 
 } // namespace dashboard
 

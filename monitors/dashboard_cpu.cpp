@@ -1,0 +1,132 @@
+// CPU usage: percent busy, all cores together and each of up to four. The figures are the query thread's latest and are
+// renewed about every four seconds only, so consecutive samples often repeat them under fresh times. Averages are
+// signed 32-bit: a core that mpstat did not report holds -1.
+
+#include "core/dashboard_query.h"
+#include "monitors/metric_store.h"
+#include "monitors/monitors.h"
+#include "probes/dashboard_sysinfo.h"
+
+namespace dashboard {
+
+namespace {
+
+constexpr int32_t core_limit = 4;
+
+int32_t core_count = 0; // cores of this machine that the samples speak of, fixed at init
+
+int32_t sum_32(int32_t a, int32_t b) {
+    return static_cast<int32_t>(static_cast<uint32_t>(a) + static_cast<uint32_t>(b));
+}
+
+/// Laid out as cpu_info, the time in the place of its valid flag.
+struct cpu_sample {
+    int32_t time;
+    int32_t all;
+    int32_t core[core_limit]; // meaningful below core_count
+
+    void add(const cpu_sample& other) {
+        all = sum_32(all, other.all);
+        for (int32_t i = 0; i < core_count; ++i) {
+            core[i] = sum_32(core[i], other.core[i]);
+        }
+    }
+    void divide(int32_t n) {
+        all /= n;
+        for (int32_t i = 0; i < core_count; ++i) {
+            core[i] /= n;
+        }
+    }
+};
+
+static_assert(sizeof(cpu_sample) == sizeof(cpu_info), "a sample is a measurement with a time");
+
+struct cpu_store {
+    metric_store<cpu_sample> history;
+};
+
+cpu_store* store = nullptr;
+
+constexpr monitor_description about = {
+    "dashboard_cpu",
+    "cpu_usage_init",
+    "cpu_usage_loop",
+    60,
+    1,
+    {"xml_cpu_usage_sec", "/tmp/dashboard/cpu_usage_sec_tmp.xml", "/tmp/dashboard/cpu_usage_sec_0.xml",
+     "/usr/www/cpu_usage_sec_0.xml"},
+    {"xml_cpu_usage_min", "/tmp/dashboard/cpu_usage_min_tmp.xml", "/tmp/dashboard/cpu_usage_min_0.xml",
+     "/usr/www/cpu_usage_min_0.xml"},
+    {"xml_cpu_usage_hour", "/tmp/dashboard/cpu_usage_hour_tmp.xml", "/tmp/dashboard/cpu_usage_hour_0.xml",
+     "/usr/www/cpu_usage_hour_0.xml"},
+    "/usr/www/cpu_usage*",
+    "/tmp/dashboard/cpu_usage*",
+};
+
+// ---- sampling
+
+bool take_measurement(cpu_sample& sample) {
+    cpu_info measurement{};
+    if (query_cpu_info(&measurement) == 0) {
+        return false;
+    }
+    sample.all = measurement.all;
+    memcpy(sample.core, measurement.cpu, sizeof sample.core);
+    sample.time = wall_seconds();
+    return true;
+}
+
+// ---- elements
+
+void elements(metric_document& document, const cpu_sample& sample) {
+    document_printf(document, "    <cpu_usage>%d</cpu_usage>\n", sample.all);
+    for (int32_t i = 0; i < core_count; ++i) {
+        document_printf(document, "    <cpu_usage%d>%d</cpu_usage%d>\n", i, sample.core[i], i);
+    }
+}
+
+// ---- callbacks
+
+int write_series(const metric_series<cpu_sample>& series, const document_names& names) {
+    return write_snapshot(series, about, names, elements);
+}
+
+using callbacks = store_callbacks<store, about, write_series>;
+
+int cpu_usage_init(int handle, int /*unused*/) {
+    if (!make_store(store, about)) {
+        return 0;
+    }
+    start_series(store->history);
+    core_count = get_proc_cpu_nr();
+    callbacks::write_all(handle);
+    mark_start(handle, about.start_marker);
+    return 1;
+}
+
+int cpu_usage_loop(int /*handle*/, int32_t* viewer, const monitor_cb* /*callbacks*/) {
+    cpu_sample sample{};
+    if (store == nullptr || !take_measurement(sample)) {
+        return 0;
+    }
+    return metric_feed(store->history, sample, viewer_request(viewer) > 0, about, write_series);
+}
+
+} // namespace
+
+extern constexpr monitor_cb cpu_usage_monitor = {
+    cpu_usage_init,
+    nullptr,
+    callbacks::term,
+    cpu_usage_loop,
+    callbacks::write_sec,
+    callbacks::write_min,
+    callbacks::write_hour,
+    nullptr,
+    nullptr,
+    nullptr,
+    nullptr,
+    nullptr,
+};
+
+} // namespace dashboard

@@ -1,0 +1,183 @@
+// LAN traffic: the bytes that the bridges br0 to br4 have sent and received, as the kernel counts them since the bridge
+// came up. A bridge is followed from the moment it is seen alive until the module is started again, also when it goes
+// away in between; it counts 0 while it is gone.
+
+#include "monitors/metric_export.h"
+#include "monitors/monitors.h"
+#include "monitors/traffic_counters.h"
+
+#include <cstdio>
+
+namespace dashboard {
+
+namespace {
+
+constexpr int32_t lan_bridges = 5;
+
+struct lan_sample {
+    int32_t time;
+    traffic_counters<lan_bridges> bytes;
+
+    void add(const lan_sample& other) { bytes.add(other.bytes); }
+    void divide(int32_t n) { bytes.divide(n); }
+};
+
+struct lan_store {
+    metric_store<lan_sample> history;
+    int32_t flag[lan_bridges]; // 1: the bridge is followed
+};
+
+lan_store* store = nullptr;
+
+constexpr monitor_description about = {
+    "dashboard_lan",
+    "lan_traffic_init",
+    "lan_traffic_loop",
+    72,
+    5,
+    {"xml_lan_traffic_sec", "/tmp/dashboard/lan_traffic_sec_tmp.xml", "/tmp/dashboard/lan_traffic_sec_0.xml",
+     "/usr/www/lan_traffic_sec_0.xml"},
+    {"xml_lan_traffic_min", "/tmp/dashboard/lan_traffic_min_tmp.xml", "/tmp/dashboard/lan_traffic_min_0.xml",
+     "/usr/www/lan_traffic_min_0.xml"},
+    {"xml_lan_traffic_hour", "/tmp/dashboard/lan_traffic_hour_tmp.xml", "/tmp/dashboard/lan_traffic_hour_0.xml",
+     "/usr/www/lan_traffic_hour_0.xml"},
+    "/usr/www/lan_traffic*",
+    "/tmp/dashboard/lan_traffic*",
+};
+
+constexpr export_names exports[3] = {
+    {"data_export_lan_traffic_sec", "/tmp/dashboard/lan_traffic_sec_0_tmp", "/tmp/dashboard/lan_traffic_sec_0",
+     "/usr/www/lan_traffic_sec_0"},
+    {"data_export_lan_traffic_min", "/tmp/dashboard/lan_traffic_min_0_tmp", "/tmp/dashboard/lan_traffic_min_0",
+     "/usr/www/lan_traffic_min_0"},
+    {"data_export_lan_traffic_hour", "/tmp/dashboard/lan_traffic_hour_0_tmp", "/tmp/dashboard/lan_traffic_hour_0",
+     "/usr/www/lan_traffic_hour_0"},
+};
+
+struct bridge_name {
+    char text[16];
+
+    explicit bridge_name(int32_t bridge) { snprintf(text, sizeof text, "br%d", bridge); }
+};
+
+// ---- sampling
+
+enum class bridge_probe { every_bridge, new_bridges };
+
+void check_lan_bridges(int32_t (&flag)[lan_bridges], bridge_probe mode) {
+    for (int32_t bridge = 0; bridge < lan_bridges; ++bridge) {
+        if (mode == bridge_probe::every_bridge || flag[bridge] != 1) {
+            flag[bridge] = netdev_alive(bridge_name(bridge).text);
+        }
+    }
+}
+
+/// Returns whether the bridge could be read.
+bool sample_bridge(lan_sample& sample, int32_t bridge) {
+    const bridge_name name(bridge);
+    const netdev_entry* entry = nullptr;
+    if (netdev_alive(name.text) == 0) {
+        _msg("get_lan_traffic_item", __LINE__, "netdev(%s) is not alive", name.text);
+        return false;
+    }
+    if (netdev_found(0, name.text, &entry) < 0) {
+        _msg("get_lan_traffic_item", __LINE__, "can not find netdev(%s)", name.text);
+        return false;
+    }
+    sample.bytes.take(bridge, *entry);
+    return true;
+}
+
+bool get_lan_traffic_item(lan_sample& sample) {
+    bool taken = false;
+    for (int32_t bridge = 0; bridge < lan_bridges; ++bridge) {
+        if (store->flag[bridge] == 1) {
+            taken = sample_bridge(sample, bridge) || taken;
+        }
+    }
+    return taken;
+}
+
+// ---- elements and rows
+
+void elements(metric_document& document, const lan_sample& sample) {
+    for (int32_t bridge = 0; bridge < lan_bridges; ++bridge) {
+        if (store->flag[bridge] != 1) {
+            continue;
+        }
+        const int n = bridge + 1;
+        document_printf(document, "    <lan%d_tx>%llu</lan%d_tx>\n", n, sample.bytes.tx[bridge], n);
+        document_printf(document, "    <lan%d_rx>%llu</lan%d_rx>\n", n, sample.bytes.rx[bridge], n);
+        document_printf(document, "    <lan%d_txrx>%llu</lan%d_txrx>\n", n, sample.bytes.txrx[bridge], n);
+    }
+}
+
+void rows(metric_document& document, int32_t count, const lan_sample& sample, const lan_sample& previous) {
+    for (int32_t bridge = 0; bridge < lan_bridges; ++bridge) {
+        if (store->flag[bridge] == 1) {
+            difference_row(document, count, bridge, sample.bytes, previous.bytes);
+        }
+    }
+}
+
+// ---- callbacks
+
+int write_series(const metric_series<lan_sample>& series, const document_names& names) {
+    return write_snapshot(series, about, names, elements);
+}
+
+using callbacks = store_callbacks<store, about, write_series>;
+
+int lan_traffic_init(int handle, int /*unused*/) {
+    if (!make_store(store, about)) {
+        return 0;
+    }
+    start_series(store->history);
+    check_lan_bridges(store->flag, bridge_probe::every_bridge);
+    callbacks::write_all(handle);
+    mark_start(handle, about.start_marker);
+    return 1;
+}
+
+int lan_traffic_check(int /*handle*/, int32_t* /*viewer*/, const monitor_cb* /*callbacks*/) {
+    if (store == nullptr) {
+        return 0;
+    }
+    check_lan_bridges(store->flag, bridge_probe::new_bridges);
+    return 1;
+}
+
+int lan_traffic_loop(int /*handle*/, int32_t* viewer, const monitor_cb* /*callbacks*/) {
+    lan_sample sample{};
+    if (store == nullptr || !get_lan_traffic_item(sample)) {
+        return 0;
+    }
+    sample.time = wall_seconds();
+    return metric_feed(store->history, sample, viewer_request(viewer) > 0, about, write_series);
+}
+
+int data_export(int /*handle*/, const int32_t* selector) {
+    const auto export_series = [](const metric_series<lan_sample>& series, const export_names& names) {
+        return export_differences(series, about.source, names, rows);
+    };
+    return select_export(store, selector, exports, export_series);
+}
+
+} // namespace
+
+extern constexpr monitor_cb lan_traffic_monitor = {
+    lan_traffic_init,
+    lan_traffic_check,
+    callbacks::term,
+    lan_traffic_loop,
+    callbacks::write_sec,
+    callbacks::write_min,
+    callbacks::write_hour,
+    nullptr,
+    nullptr,
+    data_export,
+    nullptr,
+    nullptr,
+};
+
+} // namespace dashboard

@@ -1,0 +1,110 @@
+// Memory usage: used memory in kB, MemTotal - MemFree, buffers and caches counted as used. A sample's time is taken
+// before the measurement. Sums are 32-bit and the division signed. Every start of the module also starts the system's
+// `freemem` tool in the background.
+
+#include "monitors/metric_store.h"
+#include "monitors/monitors.h"
+#include "platform/utils.h"
+#include "probes/dashboard_sysinfo.h"
+
+namespace dashboard {
+
+namespace {
+
+constexpr int32_t kilobytes = 0; // mode of get_mem_usage
+
+struct mem_sample {
+    int32_t time;
+    uint32_t used; // kB
+
+    void add(const mem_sample& other) { used += other.used; }
+    void divide(int32_t n) { used = static_cast<uint32_t>(static_cast<int32_t>(used) / n); }
+};
+
+struct mem_store {
+    metric_store<mem_sample> history;
+};
+
+mem_store* store = nullptr;
+
+/// Deliberate: the sec and min writers put a blank behind "file", the hour writer does not.
+void warn_with_blank(const char* writer, const char* path, const char* error) {
+    _warn(writer, __LINE__, "open file (%s) error(%s)!", path, error);
+}
+
+constexpr monitor_description about = {
+    "dashboard_mem",
+    "mem_usage_init",
+    "mem_usage_loop",
+    60,
+    2,
+    {"xml_mem_usage_sec", "/tmp/dashboard/mem_usage_sec_tmp.xml", "/tmp/dashboard/mem_usage_sec_0.xml",
+     "/usr/www/mem_usage_sec_0.xml", warn_with_blank},
+    {"xml_mem_usage_min", "/tmp/dashboard/mem_usage_min_tmp.xml", "/tmp/dashboard/mem_usage_min_0.xml",
+     "/usr/www/mem_usage_min_0.xml", warn_with_blank},
+    {"xml_mem_usage_hour", "/tmp/dashboard/mem_usage_hour_tmp.xml", "/tmp/dashboard/mem_usage_hour_0.xml",
+     "/usr/www/mem_usage_hour_0.xml"},
+    "/usr/www/mem_usage*",
+    "/tmp/dashboard/mem_usage*",
+};
+
+// ---- sampling
+
+bool take_measurement(mem_sample& sample) {
+    sample.time = wall_seconds();
+    const int32_t used = get_mem_usage(kilobytes);
+    sample.used = static_cast<uint32_t>(used);
+    return used >= 0;
+}
+
+// ---- elements
+
+void elements(metric_document& document, const mem_sample& sample) {
+    document_printf(document, "    <mem_usage>%u</mem_usage>\n", sample.used);
+}
+
+// ---- callbacks
+
+int write_series(const metric_series<mem_sample>& series, const document_names& names) {
+    return write_snapshot(series, about, names, elements);
+}
+
+using callbacks = store_callbacks<store, about, write_series>;
+
+int mem_usage_init(int handle, int /*unused*/) {
+    if (!make_store(store, about)) {
+        return 0;
+    }
+    start_series(store->history);
+    _exec_cmd(getpid(), about.source, about.init, __LINE__, "freemem &");
+    callbacks::write_all(handle);
+    mark_start(handle, about.start_marker);
+    return 1;
+}
+
+int mem_usage_loop(int /*handle*/, int32_t* viewer, const monitor_cb* /*callbacks*/) {
+    mem_sample sample{};
+    if (store == nullptr || !take_measurement(sample)) {
+        return 0;
+    }
+    return metric_feed(store->history, sample, viewer_request(viewer) > 0, about, write_series);
+}
+
+} // namespace
+
+extern constexpr monitor_cb mem_usage_monitor = {
+    mem_usage_init,
+    nullptr,
+    callbacks::term,
+    mem_usage_loop,
+    callbacks::write_sec,
+    callbacks::write_min,
+    callbacks::write_hour,
+    nullptr,
+    nullptr,
+    nullptr,
+    nullptr,
+    nullptr,
+};
+
+} // namespace dashboard
