@@ -98,9 +98,18 @@ wake look_around(world_state* world, thread_row* row, bool waited, int64_t* rest
 }
 
 // The only place where a thread of a driven world rests: a bare system call, open to signals and to cancellation.
+// Returns true when nothing woke it for a real while.
 bool rest_on(uint32_t* word, uint32_t value) {
     const timespec while_real = {0, 200'000'000};
-    return syscall(SYS_futex, word, FUTEX_WAIT, value, &while_real, nullptr, 0) == -1 && errno == ETIMEDOUT;
+    if (syscall(SYS_futex, word, FUTEX_WAIT, value, &while_real, nullptr, 0) == 0) {
+        return false;
+    }
+    if (errno == EINTR) {
+        // The thread sanitizer keeps signals back until the next call that it knows.
+        REAL(int (*)(useconds_t), usleep)(0);
+        return false;
+    }
+    return errno == ETIMEDOUT;
 }
 
 // Seconds and clock of a clock_nanosleep as one deadline on the monotonic clock.

@@ -246,11 +246,12 @@ INTERPOSE(pid_t, fork, void) {
     if (world == nullptr || row_of_thread == nullptr || child < 0) {
         return child;
     }
+    // Said by both, so that it is known before the parent can end.
+    world->pid = static_cast<uint32_t>(child > 0 ? child : getpid());
     if (child > 0) {
         row_of_thread = nullptr;
         return child;
     }
-    world->pid = static_cast<uint32_t>(getpid());
     settle_in(row_of_thread);
     return child;
 }

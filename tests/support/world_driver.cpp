@@ -124,6 +124,16 @@ std::string world_driver::threads() const {
     return text.str();
 }
 
+int world_driver::tid(uint32_t number) const {
+    const state_guard guard(state);
+    for (const thread_row& row : state.threads) {
+        if (row.state != thread_none && row.number == number) {
+            return static_cast<int>(row.tid);
+        }
+    }
+    return 0;
+}
+
 bool world_driver::stalled(uint32_t number) const {
     const state_guard guard(state);
     for (const thread_row& row : state.threads) {

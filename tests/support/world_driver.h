@@ -26,6 +26,8 @@ public:
 
     // One thread per line: number, state, seconds to its deadline.
     std::string threads() const;
+    // The kernel's id of thread `number`, 0 when there is no such thread.
+    int tid(uint32_t number) const;
     // True when thread `number` is blocked for ever.
     bool stalled(uint32_t number) const;
 

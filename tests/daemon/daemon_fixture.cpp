@@ -1,0 +1,262 @@
+#include "tests/daemon/daemon_fixture.h"
+
+#include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <cstring>
+#include <fcntl.h>
+#include <fstream>
+#include <regex>
+#include <sstream>
+#include <stdexcept>
+#include <sys/prctl.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
+
+namespace dashboard::testing {
+
+namespace {
+
+constexpr auto patience = std::chrono::seconds(20); // of real time
+
+std::vector<std::string> split(const std::string& text, char separator) {
+    std::vector<std::string> parts;
+    std::istringstream in(text);
+    for (std::string part; std::getline(in, part, separator);) {
+        parts.push_back(part);
+    }
+    return parts;
+}
+
+std::string read_file(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    std::ostringstream text;
+    text << in.rdbuf();
+    return text.str();
+}
+
+std::vector<char*> pointers(std::vector<std::string>& texts) {
+    std::vector<char*> found;
+    for (std::string& text : texts) {
+        found.push_back(text.data());
+    }
+    found.push_back(nullptr);
+    return found;
+}
+
+std::vector<std::string> environment(const test_world& world) {
+    const std::string preload = DASHBOARD_PRELOAD_DIR;
+    std::vector<std::string> variables = {
+        "PATH=" + world.tools_folder(),
+        "LC_ALL=C",
+        "LD_PRELOAD=" + preload + "/libworld.so",
+        "LD_LIBRARY_PATH=" + preload,
+        "WORLD_STATE=" + world.state_file(),
+        // The preloaded library comes before the sanitizer's, which it knows how to call.
+        "ASAN_OPTIONS=verify_asan_link_order=0:detect_leaks=0",
+        "UBSAN_OPTIONS=print_stacktrace=1",
+        "TSAN_OPTIONS=halt_on_error=1:exitcode=66",
+    };
+    return variables;
+}
+
+// The words in front of the daemon's own: the emulator's, which hands the environment on itself.
+std::vector<std::string> command_line(const std::vector<std::string>& words, std::vector<std::string>& variables) {
+    std::vector<std::string> line = split(DASHBOARD_EMULATOR, ';');
+    if (!line.empty()) {
+        for (const std::string& variable : variables) {
+            line.insert(line.end(), {"-E", variable});
+        }
+        const char* const path = getenv("PATH");
+        variables = {std::string("PATH=/usr/bin:/bin:") + (path == nullptr ? "" : path)};
+    }
+    line.push_back(DASHBOARD_EXECUTABLE);
+    line.insert(line.end(), words.begin(), words.end());
+    return line;
+}
+
+std::string program_of(const std::string& word) {
+    if (word.find('/') != std::string::npos) {
+        return word;
+    }
+    for (const char* folder : {"/usr/bin/", "/usr/local/bin/", "/bin/"}) {
+        if (access((folder + word).c_str(), X_OK) == 0) {
+            return folder + word;
+        }
+    }
+    throw std::runtime_error("no program " + word);
+}
+
+int status_of(int wait_status) {
+    return WIFEXITED(wait_status) ? WEXITSTATUS(wait_status) : 1000 + WTERMSIG(wait_status);
+}
+
+int new_file(const std::string& path) {
+    return open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_CLOEXEC, 0600);
+}
+
+std::optional<int> reap_one(pid_t pid) {
+    int status = 0;
+    if (waitpid(pid, &status, WNOHANG) == pid) {
+        return status_of(status);
+    }
+    return {};
+}
+
+template <class Condition>
+bool wait_really(Condition condition) {
+    const auto until = std::chrono::steady_clock::now() + patience;
+    while (!condition()) {
+        if (std::chrono::steady_clock::now() > until) {
+            return false;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    return true;
+}
+
+} // namespace
+
+std::string without_line_numbers(const std::string& text) {
+    static const std::regex place("((?:log|warn|fatal)\\[[A-Za-z_0-9]+):[0-9]+\\]");
+    return std::regex_replace(text, place, "$1]");
+}
+
+daemon_process::daemon_process(test_world& the_world, const std::vector<std::string>& words, console output)
+    : world(the_world), driver(the_world, [this] { return ended(); }) {
+    prctl(PR_SET_CHILD_SUBREAPER, 1, 0, 0, 0);
+    world.state().driven = 1;
+    if (output == console::file) {
+        start(words, new_file(world.folder_of("output")));
+        return;
+    }
+    int ends[2];
+    if (pipe2(ends, O_CLOEXEC) != 0) {
+        throw std::runtime_error("no pipe");
+    }
+    pipe_end = ends[0];
+    start(words, ends[1]);
+}
+
+void daemon_process::start(const std::vector<std::string>& words, int output) {
+    std::vector<std::string> variables = environment(world);
+    std::vector<std::string> line = command_line(words, variables);
+    const std::string program = program_of(line.front());
+    const std::vector<char*> arguments = pointers(line);
+    const std::vector<char*> variable_pointers = pointers(variables);
+    const int errors_file = new_file(world.folder_of("errors"));
+    started = fork();
+    if (started == 0) {
+        dup2(open("/dev/null", O_RDONLY), 0);
+        dup2(output, 1);
+        dup2(errors_file, 2);
+        execve(program.c_str(), arguments.data(), variable_pointers.data());
+        _exit(98);
+    }
+    close(output);
+    close(errors_file);
+}
+
+daemon_process::~daemon_process() {
+    while (!ended()) {
+        kill(pid() > 0 ? pid() : started, SIGKILL);
+        kill(started, SIGKILL);
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    if (pipe_end >= 0) {
+        close(pipe_end);
+    }
+    if (::testing::Test::HasFailure()) {
+        fprintf(stderr, "output of the daemon:\n%s\nits errors:\n%s\n", output().c_str(), errors().c_str());
+    }
+}
+
+pid_t daemon_process::pid() const {
+    return static_cast<pid_t>(world.state().pid);
+}
+
+void daemon_process::reap() {
+    if (!started_status) {
+        started_status = reap_one(started);
+    }
+    if (!started_status || daemon_status) {
+        return;
+    }
+    const bool forked = pid() != 0 && pid() != started;
+    daemon_status = forked ? reap_one(pid()) : started_status;
+}
+
+bool daemon_process::ended() {
+    reap();
+    return daemon_status.has_value();
+}
+
+int daemon_process::parent_status() {
+    wait_really([this] {
+        reap();
+        return started_status.has_value();
+    });
+    return started_status.value_or(-1);
+}
+
+bool daemon_process::run_to_second(int64_t wall) {
+    while (world.clock.now() < wall) {
+        if (!driver.run_one_second()) {
+            return false;
+        }
+    }
+    return true;
+}
+
+int daemon_process::run_to_exit(double seconds) {
+    driver.run_for(seconds);
+    return ended() ? *daemon_status : -1;
+}
+
+int daemon_process::wait_for_exit() {
+    wait_really([this] { return ended(); });
+    return daemon_status.value_or(-1);
+}
+
+void daemon_process::send_signal(int number) {
+    kill(pid(), number);
+}
+
+void daemon_process::signal(int number, std::optional<uint32_t> thread) {
+    world_state& state = world.state();
+    const uint32_t before = __atomic_load_n(&state.signals_handled, __ATOMIC_SEQ_CST);
+    const uint32_t expected = thread.value_or(0) == 0 ? 1 : 2;
+    if (!thread) {
+        kill(pid(), number);
+    } else {
+        syscall(SYS_tgkill, pid(), driver.tid(*thread), number);
+    }
+    const bool handled = wait_really(
+        [&] { return ended() || __atomic_load_n(&state.signals_handled, __ATOMIC_SEQ_CST) - before >= expected; });
+    if (!handled) {
+        throw std::runtime_error("signal " + std::to_string(number) + " was not handled:\n" + driver.threads());
+    }
+}
+
+std::string daemon_process::output() const {
+    return without_line_numbers(read_file(world.folder_of("output")));
+}
+
+std::vector<std::string> daemon_process::output_lines() const {
+    return split(output(), '\n');
+}
+
+std::string daemon_process::errors() const {
+    return read_file(world.folder_of("errors"));
+}
+
+daemon_test::daemon_test() {
+    world.usual_inputs();
+    world.csman.set(daemon_enable, 1);
+    world.csman.set(wan_binding, 1);
+    world.csman.set_string(wan_name + 1, "eth0");
+}
+
+} // namespace dashboard::testing

@@ -1,0 +1,97 @@
+// A whole daemon in a world of its own.
+#ifndef TESTS_DAEMON_DAEMON_FIXTURE_H
+#define TESTS_DAEMON_DAEMON_FIXTURE_H
+
+#include "tests/support/world.h"
+#include "tests/support/world_driver.h"
+
+#include <gtest/gtest.h>
+
+#include <optional>
+#include <string>
+#include <sys/types.h>
+#include <vector>
+
+namespace dashboard::testing {
+
+// Where the daemon's standard output goes: a file, line by line as on a terminal; or a pipe that the test reads.
+enum class console { file, pipe };
+
+// One run of the built daemon. Starts it; ends it, whatever state it is in, with its own end.
+class daemon_process {
+public:
+    explicit daemon_process(test_world& world, const std::vector<std::string>& words = {"logc"},
+                            console output = console::file);
+    ~daemon_process();
+    daemon_process(const daemon_process&) = delete;
+    daemon_process& operator=(const daemon_process&) = delete;
+
+    // Let virtual time pass; false when the daemon has ended. See world_driver.h.
+    bool settle() { return driver.settle(); }
+    bool run_for(double seconds) { return driver.run_for(seconds); }
+    bool run_one_second() { return driver.run_one_second(); }
+    // Runs until the wall clock shows the start of second `wall` and that second's work is done.
+    bool run_to_second(int64_t wall);
+    world_driver& time() { return driver; }
+
+    // Sends a signal to the process, or to its thread `number` (0 main, 1 server, 2 query), and waits until its
+    // handlers have run: one handler, two when a worker hands the signal on to the main thread.
+    void signal(int number, std::optional<uint32_t> thread = {});
+    // Sends it and does not wait.
+    void send_signal(int number);
+
+    // Lets virtual time pass until the daemon has ended, at most `seconds`; its exit status, or -1 when it lives, or
+    // 1000 + the signal that killed it.
+    int run_to_exit(double seconds);
+    // Waits in real time, for an end that needs no virtual time.
+    int wait_for_exit();
+    bool ended();
+
+    // Of the process that the test started, which forks the daemon; -1 while it runs.
+    int parent_status();
+    pid_t pid() const;
+    pid_t parent_pid() const { return started; }
+
+    // What it printed so far, without the line numbers of its sources ("warn[main]: ...").
+    std::string output() const;
+    std::vector<std::string> output_lines() const;
+    std::string errors() const;
+    // Read end of its standard output, with console::pipe.
+    int output_pipe() const { return pipe_end; }
+
+private:
+    void start(const std::vector<std::string>& words, int output);
+    void reap();
+
+    test_world& world;
+    world_driver driver;
+    pid_t started = -1;
+    std::optional<int> started_status;
+    std::optional<int> daemon_status;
+    int pipe_end = -1;
+};
+
+// Messages without the line numbers of the sources.
+std::string without_line_numbers(const std::string& text);
+
+// A world with usual inputs in which the daemon is enabled and WAN 1 is bound to eth0 but no module is enabled.
+class daemon_test : public ::testing::Test {
+protected:
+    daemon_test();
+
+    test_world world;
+};
+
+// Items of the configuration store.
+inline constexpr uint32_t daemon_enable = 0x150780;
+inline constexpr uint32_t log_mode = 0x150781;
+inline constexpr uint32_t wan_enable = 0x150785;
+inline constexpr uint32_t wan_view = 0x80150433;
+inline constexpr uint32_t start_marker = 0x8015043e;
+inline constexpr uint32_t wan_binding = 0x10600; // + slot
+inline constexpr uint32_t wan_name = 0x8001018f; // + binding 1..16
+inline constexpr uint32_t wan_name_99 = 0x8001000b;
+
+} // namespace dashboard::testing
+
+#endif
