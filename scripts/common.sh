@@ -1,7 +1,8 @@
 # Shared by the scripts of this folder: messages and the installing of what a fresh machine lacks.
 # shellcheck shell=bash
 
-readonly program=${0##*/}
+# What messages begin with; a script may have named itself otherwise.
+readonly program=${program:-scripts/${0##*/}}
 
 say() {
     printf '%s: %s\n' "$program" "$*"
