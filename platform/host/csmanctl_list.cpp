@@ -13,19 +13,16 @@
 namespace dashboard {
 namespace {
 
-// Prints the items of the table in its order, and takes them out of `csids`.
-bool list_known(int store, std::vector<uint32_t>& csids, bool all) {
+// Prints the items of one row of the table, and takes them out of `csids`.
+bool list_family(int store, const item_family& family, std::vector<uint32_t>& csids, bool all) {
     bool readable = true;
-    for (size_t at = 0; at < item_family_count(); at++) {
-        const item_family& family = item_family_at(at);
-        for (unsigned index = 0; index < family.count; index++) {
-            const auto found = std::find(csids.begin(), csids.end(), family.csid + index);
-            if (found != csids.end()) {
-                readable = print_item(store, *found) && readable;
-                csids.erase(found);
-            } else if (all) {
-                printf("# %s\n", item_name(family, index).c_str());
-            }
+    for (unsigned index = 0; index < family.count; index++) {
+        const auto found = std::find(csids.begin(), csids.end(), family.csid + index);
+        if (found != csids.end()) {
+            readable = print_item(store, *found) && readable;
+            csids.erase(found);
+        } else if (all) {
+            printf("# %s\n", item_name(family, index).c_str());
         }
     }
     return readable;
@@ -75,7 +72,9 @@ int list_items(int store, bool all) {
     const int listed = list_csids(csids);
     if (listed != 0)
         return report_failure("can't list %s: %s", store_path(), strerror(-listed));
-    bool readable = list_known(store, csids, all);
+    bool readable = true;
+    for (size_t at = 0; at < item_family_count(); at++)
+        readable = list_family(store, item_family_at(at), csids, all) && readable;
     for (const uint32_t csid : csids)
         readable = print_item(store, csid) && readable;
     return readable ? exit_ok : exit_failed;

@@ -31,7 +31,7 @@ bool is_watched(const watcher& watch, uint32_t csid) {
     return watch.csids.empty() || std::find(watch.csids.begin(), watch.csids.end(), csid) != watch.csids.end();
 }
 
-void print_present(const watcher& watch, std::vector<uint32_t> csids) {
+void print_present(const watcher& watch, const std::vector<uint32_t>& csids) {
     for (const uint32_t csid : csids) {
         if (is_watched(watch, csid))
             print_item(watch.store, csid);
