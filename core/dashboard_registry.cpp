@@ -10,24 +10,22 @@ namespace {
 
 constexpr int32_t check_period = 8; // the check runs on the tenth cycle of each ten
 
-constexpr monitor_cb not_built{};
-
 constexpr monitor_entry initial_row(int32_t index, const monitor_cb& callbacks) {
     return {index, 0, 0, 0, 1, 0, check_period, &callbacks};
 }
 
 constexpr monitor_entry initial_rows[module_count] = {
-    initial_row(0, cpu_usage_monitor),       // CPU usage
-    initial_row(1, mem_usage_monitor),       // memory usage
-    initial_row(2, wan_traffic_monitor),     // WAN traffic
-    initial_row(3, not_built),               // bond traffic
-    initial_row(4, lan_traffic_monitor),     // LAN traffic
-    initial_row(5, not_built),               // Wi-Fi 2.4 GHz
-    initial_row(6, not_built),               // Wi-Fi 5 GHz
-    initial_row(7, not_built),               // per-AP traffic
-    initial_row(8, not_built),               // all-AP traffic
-    initial_row(9, current_traffic_monitor), // current traffic
-    initial_row(10, not_built),              // SIM signal quality
+    initial_row(0, cpu_usage_monitor),        // CPU usage
+    initial_row(1, mem_usage_monitor),        // memory usage
+    initial_row(2, wan_traffic_monitor),      // WAN traffic
+    initial_row(3, bond_traffic_monitor),     // bond traffic
+    initial_row(4, lan_traffic_monitor),      // LAN traffic
+    initial_row(5, wifi_24g_traffic_monitor), // Wi-Fi 2.4 GHz
+    initial_row(6, wifi_5g_traffic_monitor),  // Wi-Fi 5 GHz
+    initial_row(7, ap_traffic_monitor),       // per-AP traffic
+    initial_row(8, allap_traffic_monitor),    // all-AP traffic
+    initial_row(9, current_traffic_monitor),  // current traffic
+    initial_row(10, sim_strquality_monitor),  // SIM signal quality
 };
 
 csid_entry csid_table[module_count] = {

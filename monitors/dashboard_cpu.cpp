@@ -15,10 +15,6 @@ constexpr int32_t core_limit = 4;
 
 int32_t core_count = 0; // cores of this machine that the samples speak of, fixed at init
 
-int32_t sum_32(int32_t a, int32_t b) {
-    return static_cast<int32_t>(static_cast<uint32_t>(a) + static_cast<uint32_t>(b));
-}
-
 /// Laid out as cpu_info, the time in the place of its valid flag.
 struct cpu_sample {
     int32_t time;
@@ -26,9 +22,9 @@ struct cpu_sample {
     int32_t core[core_limit]; // meaningful below core_count
 
     void add(const cpu_sample& other) {
-        all = sum_32(all, other.all);
+        all = wrapping_sum(all, other.all);
         for (int32_t i = 0; i < core_count; ++i) {
-            core[i] = sum_32(core[i], other.core[i]);
+            core[i] = wrapping_sum(core[i], other.core[i]);
         }
     }
     void divide(int32_t n) {

@@ -26,7 +26,19 @@ char (&room(metric_document& document))[longest_text] {
     return *reinterpret_cast<char(*)[longest_text]>(document.buffer + document.used);
 }
 
+void put_index(char (&path)[64], const char* pattern, int32_t index) {
+    const char* place = strstr(pattern, "%d");
+    snprintf(path, sizeof path, "%.*s%d%s", static_cast<int>(place - pattern), pattern, index, place + 2);
+}
+
 } // namespace
+
+indexed_names::indexed_names(const document_names& patterns, int32_t index)
+    : names{patterns.writer, temporary, published, link, patterns.report} {
+    put_index(temporary, patterns.temporary, index);
+    put_index(published, patterns.published, index);
+    put_index(link, patterns.link, index);
+}
 
 void warn_open_failure(const char* writer, const char* path, const char* error) {
     _warn(writer, __LINE__, "open file(%s) error(%s)!", path, error);

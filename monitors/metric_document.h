@@ -5,6 +5,7 @@
 #include "core/dashboard_log.h"
 
 #include <cstddef>
+#include <cstdint>
 
 namespace dashboard {
 
@@ -21,6 +22,18 @@ struct document_names {
     const char* published; // what it is moved onto
     const char* link;      // where the web server finds it
     open_failure_report report = warn_open_failure;
+};
+
+/// The names of one of several like files: those of `patterns` with the number `index` in the place of their "%d".
+struct indexed_names {
+    char temporary[64];
+    char published[64];
+    char link[64];
+    document_names names;
+
+    indexed_names(const document_names& patterns, int32_t index);
+    indexed_names(const indexed_names&) = delete; // the names point into the structure
+    indexed_names& operator=(const indexed_names&) = delete;
 };
 
 /// A document being written. Text is gathered and handed to the kernel in large pieces; the results of those writes

@@ -18,6 +18,8 @@ struct export_paths {
     document_names names;
 
     explicit export_paths(const export_names& bases);
+    export_paths(const export_paths&) = delete; // the names point into the structure
+    export_paths& operator=(const export_paths&) = delete;
 };
 
 /// Exports one series of byte counters: a header, then for every sample after the first exported one what

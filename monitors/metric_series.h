@@ -8,6 +8,11 @@
 
 namespace dashboard {
 
+/// a + b in 32 bits, wrapping, for the metrics that sum signed values.
+inline int32_t wrapping_sum(int32_t a, int32_t b) {
+    return static_cast<int32_t>(static_cast<uint32_t>(a) + static_cast<uint32_t>(b));
+}
+
 /// One ring of samples. One slot always stays free, so it holds slots - 1 at most; it is empty when start equals end.
 ///
 /// `Sample` is a plain structure whose first field is `int32_t time`, seconds since the epoch; 0 marks an average of

@@ -113,18 +113,29 @@ void document_samples(metric_document& document, const metric_series<Sample, slo
     }
 }
 
-/// Writes and publishes one series as an XML snapshot. Returns 1, or 0 when the temporary file cannot be opened.
+/// Writes one series as an XML snapshot under its published name, without a link. Returns 1, or 0 when the temporary
+/// file cannot be opened.
 template <class Sample, int32_t slots, class Elements>
-int write_snapshot(const metric_series<Sample, slots>& series, const monitor_description& about,
-                   const document_names& names, Elements elements) {
+int write_unlinked_snapshot(const metric_series<Sample, slots>& series, int32_t span, const document_names& names,
+                            Elements elements) {
     metric_document document;
     if (!open_document(document, names)) {
         return 0;
     }
     begin_datalist(document);
-    document_samples(document, series, about.span, elements);
+    document_samples(document, series, span, elements);
     end_datalist(document);
     replace_published(document, names);
+    return 1;
+}
+
+/// The same, linked for the web server.
+template <class Sample, int32_t slots, class Elements>
+int write_snapshot(const metric_series<Sample, slots>& series, const monitor_description& about,
+                   const document_names& names, Elements elements) {
+    if (write_unlinked_snapshot(series, about.span, names, elements) == 0) {
+        return 0;
+    }
     link_published(about.source, names.writer, names.published, names.link);
     return 1;
 }

@@ -6,6 +6,7 @@
 #define PROBES_TEXT_SCAN_H
 
 #include <cstddef>
+#include <cstdint>
 #include <limits>
 
 namespace dashboard {
@@ -36,30 +37,57 @@ bool scan_literal(Source& source, const char* text) {
     return true;
 }
 
-/// "%lu" or "%llu", whichever `Number` is: white space, a sign, decimal digits. A number that is too large reads as
-/// the largest; a minus sign negates in unsigned arithmetic. Returns whether a number stood there; `out` is set only
-/// then.
+/// A number as it is written: its sign and its digits, which may be more than `Number` holds.
+template <class Number>
+struct scanned_number {
+    bool negative = false;
+    bool overflow = false;
+    Number magnitude = 0;
+};
+
+/// White space, a sign, decimal digits. Returns whether there was a digit.
 template <class Source, class Number>
-bool scan_unsigned(Source& source, Number& out) {
-    constexpr Number largest = std::numeric_limits<Number>::max();
+bool scan_number(Source& source, scanned_number<Number>& number) {
     scan_space(source);
-    const int sign = source.peek();
-    if (sign == '-' || sign == '+') {
+    number.negative = source.peek() == '-';
+    if (number.negative || source.peek() == '+') {
         source.skip();
     }
-    if (!is_digit(source.peek())) {
-        return false;
-    }
-    Number value = 0;
-    bool overflow = false;
+    const bool found = is_digit(source.peek());
     for (int c = source.peek(); is_digit(c); c = source.peek()) {
         const Number digit = static_cast<Number>(c - '0');
-        overflow = overflow || value > (largest - digit) / 10;
-        value = value * 10 + digit;
+        number.overflow = number.overflow || number.magnitude > (std::numeric_limits<Number>::max() - digit) / 10;
+        number.magnitude = number.magnitude * 10 + digit;
         source.skip();
     }
-    const Number read = sign == '-' ? Number{0} - value : value;
-    out = overflow ? largest : read;
+    return found;
+}
+
+/// "%lu" or "%llu", whichever `Number` is: a number that is too large reads as the largest, a minus sign negates in
+/// unsigned arithmetic. Returns whether a number stood there; `out` is set only then.
+template <class Source, class Number>
+bool scan_unsigned(Source& source, Number& out) {
+    scanned_number<Number> number;
+    if (!scan_number(source, number)) {
+        return false;
+    }
+    const Number value = number.negative ? Number{0} - number.magnitude : number.magnitude;
+    out = number.overflow ? std::numeric_limits<Number>::max() : value;
+    return true;
+}
+
+/// "%d": a number that does not fit a long reads as the nearest that does, and of a long the low 32 bits are kept.
+/// Returns whether a number stood there; `out` is set only then.
+template <class Source>
+bool scan_integer(Source& source, int32_t& out) {
+    scanned_number<unsigned long> number;
+    if (!scan_number(source, number)) {
+        return false;
+    }
+    const unsigned long largest = static_cast<unsigned long>(std::numeric_limits<long>::max());
+    const unsigned long limit = number.negative ? largest + 1 : largest;
+    const unsigned long magnitude = number.overflow || number.magnitude > limit ? limit : number.magnitude;
+    out = static_cast<int32_t>(static_cast<uint32_t>(number.negative ? 0 - magnitude : magnitude));
     return true;
 }
 
@@ -74,6 +102,14 @@ bool scan_word(Source& source, char (&word)[size]) {
     }
     word[length] = '\0';
     return length > 0;
+}
+
+/// Skips what is left of a word that was read only in part.
+template <class Source>
+void skip_word(Source& source) {
+    while (source.peek() != -1 && !is_space(source.peek())) {
+        source.skip();
+    }
 }
 
 } // namespace dashboard

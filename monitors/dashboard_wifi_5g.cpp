@@ -1,0 +1,59 @@
+// Wi-Fi traffic of the 5 GHz band. Deliberate: its total counts what was sent twice and what was received not at
+// all.
+
+#include "monitors/monitors.h"
+#include "monitors/wifi_traffic.h"
+
+namespace dashboard {
+
+namespace {
+
+void add_totals(wifi_sample& sample, const netdev_entry& entry) {
+    sample.total_a += entry.tx_bytes;
+    sample.total_b += entry.tx_bytes;
+}
+
+void elements(metric_document& document, const wifi_sample& sample) {
+    document_printf(document, "    <wifi_50_txrx>%llu</wifi_50_txrx>\n", sample.total_a + sample.total_b);
+    for (int v = 1; v <= vap_slots; ++v) {
+        document_printf(document, "    <VAP%d_50_Tx>%llu</VAP%d_50_Tx>\n", v, sample.vap.tx[v - 1], v);
+        document_printf(document, "    <VAP%d_50_Rx>%llu</VAP%d_50_Rx>\n", v, sample.vap.rx[v - 1], v);
+        document_printf(document, "    <VAP%d_50_TxRx>%llu</VAP%d_50_TxRx>\n", v, sample.vap.txrx[v - 1], v);
+    }
+}
+
+constexpr monitor_description about = {
+    "dashboard_wifi_5g",
+    "wifi_traffic_init",
+    "wifi_traffic_loop",
+    72,
+    7,
+    {"xml_wifi_traffic_sec", "/tmp/dashboard/wifi_5g_traffic_sec_0_tmp.xml", "/tmp/dashboard/wifi_5g_traffic_sec_0.xml",
+     "/usr/www/wifi_5g_traffic_sec_0.xml"},
+    {"xml_wifi_traffic_min", "/tmp/dashboard/wifi_5g_traffic_min_0_tmp.xml", "/tmp/dashboard/wifi_5g_traffic_min_0.xml",
+     "/usr/www/wifi_5g_traffic_min_0.xml"},
+    {"xml_wifi_traffic_hour", "/tmp/dashboard/wifi_5g_traffic_hour_0_tmp.xml",
+     "/tmp/dashboard/wifi_5g_traffic_hour_0.xml", "/usr/www/wifi_5g_traffic_hour_0.xml"},
+    "/usr/www/wifi_5g_traffic*",
+    "/tmp/dashboard/wifi_5g_traffic*",
+};
+
+constexpr wifi_band band = {
+    {
+        {"data_export_wifi_traffic_sec", "/tmp/dashboard/wifi_5g_traffic_sec_0_tmp",
+         "/tmp/dashboard/wifi_5g_traffic_sec_0", "/usr/www/wifi_5g_traffic_sec_0"},
+        {"data_export_wifi_traffic_min", "/tmp/dashboard/wifi_5g_traffic_min_0_tmp",
+         "/tmp/dashboard/wifi_5g_traffic_min_0", "/usr/www/wifi_5g_traffic_min_0"},
+        {"data_export_wifi_traffic_hour", "/tmp/dashboard/wifi_5g_traffic_hour_0_tmp",
+         "/tmp/dashboard/wifi_5g_traffic_hour_0", "/usr/www/wifi_5g_traffic_hour_0"},
+    },
+    0x8000f392,
+    add_totals,
+    elements,
+};
+
+} // namespace
+
+extern constexpr monitor_cb wifi_5g_traffic_monitor = wifi_traffic<about, band>::monitor;
+
+} // namespace dashboard
