@@ -22,8 +22,11 @@ struct record_scanner {
     bool ended = false; // the line ended where more was expected
 
     void literal(const char* text) {
-        agrees = agrees && scan_literal(source, text);
-        ended = ended || (!agrees && source.peek() == -1);
+        if (!agrees) {
+            return;
+        }
+        agrees = scan_literal(source, text);
+        ended = !agrees && source.peek() == -1;
     }
     void counter(unsigned long long& out) {
         if (!agrees) {

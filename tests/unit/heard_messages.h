@@ -34,6 +34,12 @@ public:
         return lines;
     }
 
+    // Forgets the messages with the calls.
+    void forget_calls() {
+        test_world::forget_calls();
+        told = 0;
+    }
+
 private:
     size_t told = 0;
 };
