@@ -1,9 +1,12 @@
 #include "tests/support/world_driver.h"
 
+#include <algorithm>
 #include <chrono>
 #include <climits>
 #include <cmath>
 #include <ctime>
+#include <fstream>
+#include <limits>
 #include <linux/futex.h>
 #include <sstream>
 #include <stdexcept>
@@ -46,12 +49,32 @@ bool world_driver::at_rest() {
         for (const thread_row& row : state.threads) {
             const bool in_tool = row.state == thread_running && __atomic_load_n(&row.reading, __ATOMIC_SEQ_CST) != 0;
             reading += in_tool ? 1 : 0;
-            if (!rests(row) && !in_tool) {
+            if (!rests(row) && !in_tool && !(blocked_writer_allowed && blocked_in_write(row.tid))) {
                 return false;
             }
         }
     }
     return reading == 0 || reading <= world.count_hanging_tools();
+}
+
+// The kernel shows the call in which a thread sleeps, and its first argument.
+bool world_driver::blocked_in_write(uint32_t thread_id) const {
+    std::ifstream in("/proc/" + std::to_string(state.pid) + "/task/" + std::to_string(thread_id) + "/syscall");
+    std::string call;
+    std::string first;
+    in >> call >> first;
+    return call == std::to_string(SYS_write) && first == "0x1";
+}
+
+bool world_driver::writer_blocked() {
+    const state_guard guard(state);
+    return std::any_of(std::begin(state.threads), std::end(state.threads), [this](const thread_row& row) {
+        return row.state == thread_running && blocked_in_write(row.tid);
+    });
+}
+
+void world_driver::wake_next() {
+    wake_first(std::numeric_limits<int64_t>::max());
 }
 
 bool world_driver::settle() {
@@ -124,24 +147,27 @@ std::string world_driver::threads() const {
     return text.str();
 }
 
-int world_driver::tid(uint32_t number) const {
+thread_row world_driver::row(uint32_t number) const {
     const state_guard guard(state);
-    for (const thread_row& row : state.threads) {
-        if (row.state != thread_none && row.number == number) {
-            return static_cast<int>(row.tid);
+    for (const thread_row& one : state.threads) {
+        if (one.state != thread_none && one.number == number) {
+            return one;
         }
     }
-    return 0;
+    return thread_row{};
+}
+
+int world_driver::tid(uint32_t number) const {
+    return static_cast<int>(row(number).tid);
 }
 
 bool world_driver::stalled(uint32_t number) const {
-    const state_guard guard(state);
-    for (const thread_row& row : state.threads) {
-        if (row.state != thread_none && row.number == number) {
-            return row.state == thread_stalled || row.reading != 0;
-        }
-    }
-    return false;
+    return row(number).state == thread_stalled || (in_tool(number) && world.a_tool_hangs());
+}
+
+bool world_driver::in_tool(uint32_t number) const {
+    const thread_row one = row(number);
+    return one.state == thread_running && one.reading != 0;
 }
 
 } // namespace dashboard::testing

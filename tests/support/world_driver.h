@@ -24,20 +24,33 @@ public:
     // Until the wall clock has turned to its next second, and what that set off has been done.
     bool run_one_second();
 
+    // Lets the sleeper whose sleep ends first go, without waiting for what it does.
+    void wake_next();
+
+    // With `allowed`, a thread that is blocked in a write to standard output rests as well: nobody reads the pipe.
+    void allow_blocked_writer(bool allowed) { blocked_writer_allowed = allowed; }
+    // True when some thread is blocked so.
+    bool writer_blocked();
+
     // One thread per line: number, state, seconds to its deadline.
     std::string threads() const;
     // The kernel's id of thread `number`, 0 when there is no such thread.
     int tid(uint32_t number) const;
-    // True when thread `number` is blocked for ever.
+    // True when thread `number` is blocked for ever: in the store, or in a tool that hangs.
     bool stalled(uint32_t number) const;
+    // True while thread `number` reads the output of a tool.
+    bool in_tool(uint32_t number) const;
 
 private:
+    thread_row row(uint32_t number) const;
     bool at_rest();
     bool wake_first(int64_t limit);
+    bool blocked_in_write(uint32_t thread_id) const;
 
     test_world& world;
     world_state& state;
     std::function<bool()> ended;
+    bool blocked_writer_allowed = false;
 };
 
 } // namespace dashboard::testing
