@@ -1,0 +1,63 @@
+// The libraries as files: the name that programs ask for, and what they show to them.
+#include <array>
+#include <cstdio>
+#include <set>
+#include <sstream>
+#include <string>
+
+#include <gmock/gmock.h>
+
+namespace dashboard {
+namespace {
+
+using testing::HasSubstr;
+using testing::Not;
+using names = std::set<std::string>;
+
+std::string readelf(const std::string& options, const std::string& path) {
+    FILE* output = popen((std::string(READELF) + " -W " + options + " " + path).c_str(), "r");
+    EXPECT_NE(output, nullptr);
+    std::string text;
+    std::array<char, 512> line = {};
+    while (fgets(line.data(), line.size(), output) != nullptr)
+        text += line.data();
+    EXPECT_EQ(pclose(output), 0);
+    return text;
+}
+
+// Functions that a library offers, without those that the compiler's own machinery adds.
+names offered(const std::string& path) {
+    names found;
+    std::istringstream lines(readelf("--dyn-syms", path));
+    for (std::string line; std::getline(lines, line);) {
+        std::istringstream columns(line);
+        std::string number, value, size, type, binding, visibility, section, name;
+        columns >> number >> value >> size >> type >> binding >> visibility >> section >> name;
+        if (type == "FUNC" && section != "UND" && name.compare(0, 2, "__") != 0 && name != "_init" && name != "_fini")
+            found.insert(name);
+    }
+    return found;
+}
+
+TEST(Libraries, NamesCarryNoVersion) {
+    EXPECT_THAT(readelf("-d", CSMAN_LIBRARY), HasSubstr("Library soname: [libcsman.so]"));
+    EXPECT_THAT(readelf("-d", UTILS_LIBRARY), HasSubstr("Library soname: [libutils.so]"));
+}
+
+TEST(Libraries, ShowTheInterfaceAndNothingElse) {
+    EXPECT_EQ(offered(CSMAN_LIBRARY),
+              (names{"close_csman", "open_csman", "read_csman", "read_csman_int", "write_csman_int"}));
+    EXPECT_EQ(offered(UTILS_LIBRARY), names{"_exec_cmd"});
+}
+
+TEST(Libraries, CarryNoLibraryPathAndNeedNoCxxLibrary) {
+    for (const char* path : {CSMAN_LIBRARY, UTILS_LIBRARY}) {
+        const std::string dynamic = readelf("-d", path);
+        EXPECT_THAT(dynamic, Not(HasSubstr("RUNPATH")));
+        EXPECT_THAT(dynamic, Not(HasSubstr("RPATH")));
+        EXPECT_THAT(dynamic, Not(HasSubstr("libstdc++")));
+    }
+}
+
+} // namespace
+} // namespace dashboard
