@@ -1,0 +1,128 @@
+#include "tests/unit/monitor_fixture.h"
+
+#include "core/dashboard_log.h"
+#include "core/dashboard_query.h"
+#include "monitors/monitors.h"
+#include "probes/dashboard_netdev.h"
+#include "probes/wall_clock.h"
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+
+namespace dashboard::testing {
+
+namespace {
+
+// Keeps what a document should look like where $DASHBOARD_GOLDENS says, for the check against the schemas.
+void keep_golden(const std::string& document, const std::string& golden) {
+    const char* const folder = getenv("DASHBOARD_GOLDENS");
+    if (folder == nullptr) {
+        return;
+    }
+    for (int i = 0;; ++i) {
+        const std::string path = std::string(folder) + "/" + document + "." + std::to_string(i) + ".xml";
+        if (!std::filesystem::exists(path)) {
+            std::ofstream(path, std::ios::binary) << golden;
+            return;
+        }
+    }
+}
+
+} // namespace
+
+std::string datalist(const std::string& body) {
+    return "<?xml version=\"1.0\" ?>\n<datalist>\n" + body + "</datalist>\n";
+}
+
+std::string published(const std::string& document) {
+    return "/tmp/dashboard/" + document + "_0.xml";
+}
+
+monitor_fixture::monitor_fixture() {
+    world.folder("/tmp/dashboard");
+    drop_stores();
+    interfaces({});
+    world.messages();
+    world.forget_calls();
+}
+
+monitor_fixture::~monitor_fixture() {
+    drop_stores();
+}
+
+void monitor_fixture::drop_stores() {
+    for (const monitor_cb* module : {&cpu_usage_monitor, &mem_usage_monitor, &wan_traffic_monitor, &lan_traffic_monitor,
+                                     &current_traffic_monitor}) {
+        module->term(csman_handle_of_tests, 0);
+    }
+}
+
+void monitor_fixture::counters(const std::vector<interface_bytes>& interfaces) {
+    world.netdev(interfaces);
+    main_netdev_info();
+}
+
+void monitor_fixture::alive(const std::vector<std::string>& names) {
+    world.alive(names);
+    main_netdev_alive();
+}
+
+void monitor_fixture::interfaces(const std::vector<interface_bytes>& all) {
+    std::vector<std::string> names;
+    names.reserve(all.size());
+    for (const interface_bytes& one : all) {
+        names.push_back(one.name);
+    }
+    counters(all);
+    alive(names);
+}
+
+void monitor_fixture::cpu(const std::vector<std::string>& idle) {
+    world.mpstat(idle);
+    query_state due{wall_seconds(), wall_seconds() - 1};
+    query_step(due);
+}
+
+int monitor_fixture::init(const monitor_cb& module) {
+    return module.init(csman_handle_of_tests, 0);
+}
+
+int monitor_fixture::term(const monitor_cb& module) {
+    return module.term(csman_handle_of_tests, 0);
+}
+
+int monitor_fixture::check(const monitor_cb& module) {
+    int32_t viewer = 0;
+    return module.check(csman_handle_of_tests, &viewer, &module);
+}
+
+int monitor_fixture::loop(const monitor_cb& module, int32_t viewer) {
+    return module.loop(csman_handle_of_tests, &viewer, &module);
+}
+
+int monitor_fixture::loop_at(const monitor_cb& module, int64_t second, int32_t viewer) {
+    world.clock.set(second);
+    return loop(module, viewer);
+}
+
+void monitor_fixture::run(const monitor_cb& module, int count, int32_t viewer) {
+    for (int i = 0; i < count; ++i) {
+        if (i > 0) {
+            world.clock.advance(1);
+        }
+        ASSERT_EQ(loop(module, viewer), 1) << "in second " << i;
+    }
+}
+
+void monitor_fixture::expect_document(const std::string& document, const std::string& golden) {
+    expect_file(published(document), golden);
+    keep_golden(document, golden);
+}
+
+void monitor_fixture::expect_file(const std::string& path, const std::string& golden) {
+    ASSERT_TRUE(world.exists(path)) << path;
+    EXPECT_EQ(world.read(path), golden) << path;
+}
+
+} // namespace dashboard::testing

@@ -1,0 +1,66 @@
+// What the tests of the monitors share: a world with inputs that a test moves by hand, the modules in a known state,
+// the messages that were logged, and documents compared whole.
+#ifndef TESTS_UNIT_MONITOR_FIXTURE_H
+#define TESTS_UNIT_MONITOR_FIXTURE_H
+
+#include "core/monitor_cb.h"
+#include "tests/support/world.h"
+#include "tests/unit/heard_messages.h"
+
+#include <gmock/gmock.h>
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace dashboard::testing {
+
+inline constexpr int csman_handle_of_tests = 7; // what the double of the store calls itself
+inline constexpr int64_t t0 = first_second;     // where the wall clock of every test starts
+inline constexpr uint32_t start_marker_item = 0x8015043e;
+
+// "<?xml ...", the lines of `body`, "</datalist>": the frame of every snapshot.
+std::string datalist(const std::string& body);
+
+// The published path of a document: "wan_traffic_sec" names /tmp/dashboard/wan_traffic_sec_0.xml.
+std::string published(const std::string& document);
+
+// A world with /tmp/dashboard, no interfaces, and system logging on; no module holds a store, before and after.
+class monitor_fixture : public ::testing::Test {
+protected:
+    monitor_fixture();
+    ~monitor_fixture() override;
+    monitor_fixture(const monitor_fixture&) = delete;
+    monitor_fixture& operator=(const monitor_fixture&) = delete;
+
+    // The netdev table from now on, and the alive list, as the server thread would have refreshed them.
+    void counters(const std::vector<interface_bytes>& interfaces);
+    void alive(const std::vector<std::string>& names);
+    // Both: every one of them is up.
+    void interfaces(const std::vector<interface_bytes>& all);
+
+    // The latest CPU measurement from now on, in the idle percentages of mpstat: all cores, core 0, core 1, ...
+    void cpu(const std::vector<std::string>& idle);
+
+    int init(const monitor_cb& module);
+    int term(const monitor_cb& module);
+    int check(const monitor_cb& module);
+    int loop(const monitor_cb& module, int32_t viewer = 0);
+    // The loop at `second`, unwatched unless `viewer` says so.
+    int loop_at(const monitor_cb& module, int64_t second, int32_t viewer = 0);
+    // `count` loops, one a second, the first of them now; the clock stands at the last one afterwards.
+    void run(const monitor_cb& module, int count, int32_t viewer = 0);
+
+    // Compares a published document, by its name, with `golden`, byte for byte.
+    void expect_document(const std::string& document, const std::string& golden);
+    void expect_file(const std::string& path, const std::string& golden);
+
+    listening_world world;
+
+private:
+    void drop_stores();
+};
+
+} // namespace dashboard::testing
+
+#endif
