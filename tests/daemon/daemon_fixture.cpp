@@ -51,14 +51,14 @@ std::vector<std::string> environment(const test_world& world) {
     std::vector<std::string> variables = {
         "PATH=" + world.tools_folder(),
         "LC_ALL=C",
-        "LD_PRELOAD=" + preload + "/libworld.so",
+        "LD_PRELOAD=libworld.so", // found by the next line: a path with a blank would be taken for two names
         "LD_LIBRARY_PATH=" + preload,
         "WORLD_STATE=" + world.state_file(),
         // The preloaded library comes before the sanitizer's, which it knows how to call. A cancelled thread leaves
         // the marks of its frames on its stack, over which the sanitizer's own farewell to the signal stack stumbles.
         "ASAN_OPTIONS=verify_asan_link_order=0:detect_leaks=0:use_sigaltstack=0",
         "UBSAN_OPTIONS=print_stacktrace=1",
-        "TSAN_OPTIONS=halt_on_error=1:exitcode=66",
+        "TSAN_OPTIONS=halt_on_error=1:exitcode=66:suppressions=" DASHBOARD_TSAN_SUPPRESSIONS,
     };
     return variables;
 }
