@@ -19,6 +19,7 @@ namespace dashboard {
 namespace {
 
 constexpr unsigned longest_farewell = 2; // seconds that a dying process gives its locks and libraries
+constexpr unsigned longest_report = 5;   // seconds that a line in the log may take before we give the daemon up
 constexpr int signal_exit_status = 255;  // what exit(-1) shows
 
 volatile sig_atomic_t deadline_status = 0;
@@ -79,6 +80,13 @@ void leave_parent() {
     }
 }
 
+/// Tools inherit the standard descriptors and no other.
+void keep_from_tools(int fd) {
+    if (fd > STDERR_FILENO) {
+        fcntl(fd, F_SETFD, FD_CLOEXEC);
+    }
+}
+
 void hold_pid_lock(const char* pid_file) {
     pidFilehandle = open(pid_file, O_RDWR | O_CREAT | O_CLOEXEC, 0600);
     if (pidFilehandle < 0) {
@@ -108,6 +116,39 @@ bool on_main_thread() {
     return syscall(SYS_gettid) == getpid();
 }
 
+bool ends_process(int signal_number) {
+    return signal_number == SIGINT || signal_number == SIGTERM;
+}
+
+/// The main thread may have one of them blocked, and a deadline that passes meanwhile.
+bool end_is_pending() {
+    sigset_t pending;
+    sigemptyset(&pending);
+    sigpending(&pending);
+    return sigismember(&pending, SIGINT) == 1 || sigismember(&pending, SIGTERM) == 1;
+}
+
+void end_at_deadline(int /*signal_number*/) {
+    _exit(end_is_pending() ? signal_exit_status : deadline_status);
+}
+
+void hand_to_main_thread(int signal_number) {
+    if (ends_process(signal_number)) {
+        deadline_status = signal_exit_status;
+    }
+    syscall(SYS_tgkill, getpid(), getpid(), signal_number);
+}
+
+void report_signal(int signal_number) {
+    end_within(longest_report, 0);
+    if (signal_number == SIGHUP) {
+        _warn("signal_handler", __LINE__, "Received SIGHUP signal.");
+    } else {
+        _warn("signal_handler", __LINE__, "Unhandled signal %s", strsignal(signal_number));
+    }
+    end_within(0, 0);
+}
+
 } // namespace
 
 void daemonize(const char* folder, const char* pid_file) {
@@ -127,8 +168,9 @@ void daemonize(const char* folder, const char* pid_file) {
     // started it. The descriptors opened here take their place only where they were closed.
     const int null_device = open("/dev/null", O_RDWR);
     if (null_device >= 0) {
-        [[maybe_unused]] const int second = dup(null_device);
-        [[maybe_unused]] const int third = dup(null_device);
+        keep_from_tools(null_device);
+        keep_from_tools(dup(null_device));
+        keep_from_tools(dup(null_device));
     }
     [[maybe_unused]] const int moved = chdir(folder);
     hold_pid_lock(pid_file);
@@ -137,14 +179,15 @@ void daemonize(const char* folder, const char* pid_file) {
 void signal_handler(int signal_number) {
     const int saved_errno = errno;
     if (!on_main_thread()) {
-        syscall(SYS_tgkill, getpid(), getpid(), signal_number);
-    } else if (signal_number == SIGINT || signal_number == SIGTERM) {
-        end_by_signal();
-    } else if (signal_number == SIGHUP) {
-        _warn("signal_handler", __LINE__, "Received SIGHUP signal.");
-    } else {
-        _warn("signal_handler", __LINE__, "Unhandled signal %s", strsignal(signal_number));
+        hand_to_main_thread(signal_number);
+        errno = saved_errno;
+        return;
     }
+    change_signal_mask(SIG_BLOCK); // until the handler returns: none of them may interrupt the log of another
+    if (ends_process(signal_number)) {
+        end_by_signal();
+    }
+    report_signal(signal_number);
     errno = saved_errno;
 }
 
@@ -160,7 +203,7 @@ void accept_signals() {
 
 void end_within(unsigned seconds, int status) {
     deadline_status = status;
-    install(SIGALRM, [](int) { _exit(deadline_status); });
+    install(SIGALRM, end_at_deadline);
     sigset_t set;
     sigemptyset(&set);
     sigaddset(&set, SIGALRM);

@@ -8,7 +8,7 @@ namespace dashboard {
 
 /// Makes the caller a daemon that works in `folder` and holds the lock of `pid_file`. A process whose parent is init
 /// is one already: then nothing is done. Ends the process with 1 when it cannot fork, start a session, open or lock
-/// the file; the parent of the fork ends with 0. From here on the main thread meets SIGHUP, SIGTERM and SIGINT only
+/// the file; the parent of the fork ends with 0. From then on the main thread meets SIGHUP, SIGTERM and SIGINT only
 /// inside `wait_for_signals`.
 void daemonize(const char* folder, const char* pid_file);
 
@@ -25,7 +25,8 @@ void wait_for_signals(int32_t seconds);
 void accept_signals();
 
 /// From now on the process ends by itself with `status` within `seconds` of real time, whatever lock or library the
-/// calling thread may get stuck in. The next call moves the deadline; 0 seconds take it back.
+/// calling thread may get stuck in; with 255 when SIGINT or SIGTERM waits to be taken by then. The next call moves the
+/// deadline; 0 seconds take it back.
 void end_within(unsigned seconds, int status);
 
 } // namespace dashboard

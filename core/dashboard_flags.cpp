@@ -12,47 +12,47 @@ std::atomic<int32_t> csman_handle{-1};
 
 namespace {
 
-struct worker_state {
+struct worker_status {
     int32_t kal_counter;
     int32_t quit_flag;
 };
 
-worker_state server guarded_by(g_mutex);
-worker_state query guarded_by(g_mutex);
+worker_status server_status guarded_by(g_mutex);
+worker_status query_status guarded_by(g_mutex);
 int32_t main_quit_flag guarded_by(g_mutex) = 0;
 
 } // namespace
 
 int32_t check_server_thread_status() {
     scoped_lock lock(g_mutex);
-    server.kal_counter += 1;
-    return server.quit_flag;
+    server_status.kal_counter += 1;
+    return server_status.quit_flag;
 }
 
 int32_t check_query_thread_status() {
     scoped_lock lock(g_mutex);
-    query.kal_counter += 1;
-    return query.quit_flag;
+    query_status.kal_counter += 1;
+    return query_status.quit_flag;
 }
 
 int32_t get_server_kal_counter() {
     scoped_lock lock(g_mutex);
-    return server.kal_counter;
+    return server_status.kal_counter;
 }
 
 int32_t get_query_kal_counter() {
     scoped_lock lock(g_mutex);
-    return query.kal_counter;
+    return query_status.kal_counter;
 }
 
 void set_server_quit_flag() {
     scoped_lock lock(g_mutex);
-    server.quit_flag = -1;
+    server_status.quit_flag = -1;
 }
 
 void set_query_quit_flag() {
     scoped_lock lock(g_mutex);
-    query.quit_flag = -1;
+    query_status.quit_flag = -1;
 }
 
 int32_t get_main_quit_flag() {

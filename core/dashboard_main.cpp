@@ -12,6 +12,7 @@
 
 #include <cstdio>
 #include <cstring>
+#include <ctime>
 #include <syslog.h>
 #include <unistd.h>
 
@@ -101,6 +102,7 @@ int dashboard_main(int argc, char** argv) {
     _exec_cmd(getpid(), "dashboard_main", "main", __LINE__, "mkdir -p /tmp/dashboard/");
     load_registry();
     const bool delayed = read_options(argc, argv);
+    tzset(); // syslog would do it, on the heap of whichever worker speaks first
     setlogmask(informative_priorities);
     openlog("Dashboard", 0, LOG_USER);
     if (!g_mutex.init()) {

@@ -34,7 +34,7 @@ public:
     explicit scoped_lock(mutex & m) dashboard_attribute(acquire_capability(m)) : locked(m.native) {
         pthread_mutex_lock(&locked);
     }
-    ~scoped_lock() dashboard_attribute(release_capability()) {
+    always_inlined ~scoped_lock() dashboard_attribute(release_capability()) {
         pthread_mutex_unlock(&locked);
     }
     scoped_lock(const scoped_lock&) = delete;

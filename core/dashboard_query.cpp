@@ -29,18 +29,21 @@ cpu_info latest guarded_by(cpu_info_mutex);
 /// mutex anew when it starts, and nobody may be waiting for it then.
 std::atomic<bool> measured{false};
 
+/// Readers that may have seen `measured` set.
+std::atomic<int32_t> readers{0};
+
 void publish(const cpu_info& measurement) {
     scoped_lock lock(cpu_info_mutex);
     latest = measurement;
     measured = true;
 }
 
+/// Destroys the mutex unless a reader is at it, which may wait for it still.
 void retire_cpu_info() {
-    {
-        scoped_lock lock(cpu_info_mutex);
-        measured = false;
+    measured = false;
+    if (readers == 0) {
+        cpu_info_mutex.destroy();
     }
-    cpu_info_mutex.destroy();
 }
 
 bool starts_with(const char* text, const char* prefix) {
@@ -123,12 +126,15 @@ bool clock_jumped(query_state& state, int32_t now) {
 } // namespace
 
 int32_t query_cpu_info(cpu_info* out) {
-    if (!measured) {
-        return 0;
+    uncancellable section; // or the reader would be counted for ever
+    readers += 1;
+    const bool available = measured;
+    if (available) {
+        scoped_lock lock(cpu_info_mutex);
+        *out = latest;
     }
-    scoped_lock lock(cpu_info_mutex);
-    *out = latest;
-    return 1;
+    readers -= 1;
+    return available ? 1 : 0;
 }
 
 int32_t find_cpu_info(const char* line, cpu_line* out) {

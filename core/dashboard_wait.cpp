@@ -46,13 +46,27 @@ void note_turn(second_watch& watch) {
     watch.last_turn = now;
 }
 
+/// What is left until `deadline`; its seconds are negative when that has passed.
+timespec time_left(const timespec& deadline) {
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    timespec left{deadline.tv_sec - now.tv_sec, deadline.tv_nsec - now.tv_nsec};
+    if (left.tv_nsec < 0) {
+        left.tv_sec -= 1;
+        left.tv_nsec += second_ns;
+    }
+    return left;
+}
+
 } // namespace
 
 void sleep_fully(int32_t seconds) {
     timespec deadline{};
     clock_gettime(CLOCK_MONOTONIC, &deadline);
     deadline.tv_sec += seconds;
-    while (clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &deadline, nullptr) == EINTR) {
+    timespec rest{seconds, 0};
+    while (rest.tv_sec >= 0 && clock_nanosleep(CLOCK_MONOTONIC, 0, &rest, nullptr) == EINTR) {
+        rest = time_left(deadline);
     }
 }
 

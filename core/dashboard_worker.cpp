@@ -20,7 +20,7 @@ void* run_worker(void* argument) {
     return nullptr;
 }
 
-/// glibc and uClibc load the unwinder when a thread is cancelled first and abort the process when it is missing.
+/// glibc and uClibc load the unwinder at the first cancellation and abort the process when it is missing.
 bool can_cancel() {
     return dlopen("libgcc_s.so.1", RTLD_NOW) != nullptr;
 }

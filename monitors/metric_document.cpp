@@ -45,7 +45,8 @@ void warn_open_failure(const char* writer, const char* path, const char* error) 
 }
 
 bool open_document(metric_document& document, const document_names& names) {
-    document.fd = open(names.temporary, O_WRONLY | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0644);
+    // Not blocking: a pipe that somebody planted there must not hold us up. A regular file does not care.
+    document.fd = open(names.temporary, O_WRONLY | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0644);
     if (document.fd < 0) {
         names.report(names.writer, names.temporary, strerror(errno));
         return false;

@@ -46,7 +46,7 @@ struct metric_document {
 };
 
 /// Opens the temporary file, created with mode 0644 less the umask and not truncated. Returns false with a warning
-/// when it cannot be opened; a link in its place counts as that.
+/// when it cannot be opened; a link or a pipe in its place counts as that.
 bool open_document(metric_document& document, const document_names& names);
 
 /// Adds a fixed text shorter than `longest_text`.

@@ -1,6 +1,9 @@
 #include "monitors/metric_store.h"
 
 #include "platform/csman.h"
+#include "probes/uncancellable.h"
+
+#include <cstdlib>
 
 namespace dashboard {
 
@@ -10,6 +13,16 @@ constexpr uint32_t start_marker_csid = 0x8015043e;
 constexpr int32_t marker_to_keep = 99;
 
 } // namespace
+
+void* allocate_zeroed(size_t size) {
+    uncancellable section;
+    return calloc(1, size);
+}
+
+void give_back(void* block) {
+    uncancellable section;
+    free(block);
+}
 
 void mark_start(int handle, int32_t code) {
     int marker = 0;

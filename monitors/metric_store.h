@@ -8,8 +8,8 @@
 #include "monitors/metric_document.h"
 #include "monitors/metric_series.h"
 
+#include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
 #include <unistd.h>
 
@@ -56,6 +56,10 @@ inline int32_t viewer_request(const int32_t* viewer) {
 /// Writes a module's own code into the start marker item unless it holds 99.
 void mark_start(int handle, int32_t code);
 
+/// calloc and free, which a cancellation must not interrupt.
+void* allocate_zeroed(size_t size);
+void give_back(void* block);
+
 /// Allocates the store unless there is one and clears it. Returns false with a warning when there is no memory.
 template <class Store>
 bool make_store(Store*& store, const monitor_description& about) {
@@ -63,7 +67,7 @@ bool make_store(Store*& store, const monitor_description& about) {
         memset(static_cast<void*>(store), 0, sizeof *store);
         return true;
     }
-    store = static_cast<Store*>(calloc(1, sizeof(Store)));
+    store = static_cast<Store*>(allocate_zeroed(sizeof(Store)));
     if (store == nullptr) {
         _warn(about.init, __LINE__, "malloc fail,size(%d)", static_cast<int>(sizeof(Store)));
         return false;
@@ -86,7 +90,7 @@ void start_series(metric_store<Sample, slots>& store) {
 /// files outlive the module.
 template <class Store>
 int drop_store(Store*& store, const monitor_description& about) {
-    free(store);
+    give_back(store);
     store = nullptr;
     unlink(about.link_pattern);
     unlink(about.published_pattern);

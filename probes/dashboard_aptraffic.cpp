@@ -67,12 +67,16 @@ int scan_record(text_source& text, ap_traffic_record& record) {
 } // namespace
 
 int32_t get_ap_traffic_info(const char* path, ap_traffic_record* record) {
-    text_source text(open_for_reading(path));
+    text_source text(open_without_waiting(path));
     if (text.fd < 0) {
         return 0;
     }
     if (text.peek() == -1) {
-        return 0; // Deliberate: an empty file stays open.
+        // Deliberate: an empty file stays open. A pipe has no place there and counts as unreadable.
+        if (is_pipe(text.fd)) {
+            close(text.fd);
+        }
+        return 0;
     }
     const int parsed = scan_record(text, *record);
     close(text.fd);

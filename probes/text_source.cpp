@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace dashboard {
@@ -76,6 +77,15 @@ const char* next_line(text_source& source) {
 
 int open_for_reading(const char* path) {
     return open(path, O_RDONLY | O_CLOEXEC);
+}
+
+int open_without_waiting(const char* path) {
+    return open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+}
+
+bool is_pipe(int fd) {
+    struct stat status {};
+    return fstat(fd, &status) == 0 && S_ISFIFO(status.st_mode);
 }
 
 } // namespace dashboard

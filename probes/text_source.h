@@ -57,6 +57,13 @@ struct string_source {
 /// Opens `path` for reading, close-on-exec. Returns the descriptor, or -1 with errno.
 int open_for_reading(const char* path);
 
+/// The same for a file in a folder that anybody may write to: a pipe there does not keep the reader waiting, it reads
+/// as empty.
+int open_without_waiting(const char* path);
+
+/// Whether `fd` is a pipe, with a name or without.
+bool is_pipe(int fd);
+
 } // namespace dashboard
 
 #endif

@@ -18,7 +18,8 @@ struct tool_output {
 /// does not find simply prints nothing.
 bool open_tool(tool_output& tool, const char* command);
 
-/// Closes the pipe, which ends a command that still prints, and waits for the command.
+/// Closes the pipe and waits for the command, as long as that takes: one that prints on is ended by the closed pipe,
+/// one that has stopped printing is not.
 void close_tool(tool_output& tool);
 
 } // namespace dashboard

@@ -4,6 +4,10 @@
 
 #include <pthread.h>
 
+/// A destructor that a forced unwind may pass must not be taken from a translation unit with exceptions, where it is
+/// noexcept and would end the process.
+#define always_inlined __attribute__((always_inline)) inline
+
 namespace dashboard {
 
 /// The workers are cancelled asynchronously, at any instruction. That must not happen while a lock is held or inside
@@ -12,7 +16,7 @@ namespace dashboard {
 class uncancellable {
 public:
     uncancellable() { pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &before); }
-    ~uncancellable() { pthread_setcancelstate(before, nullptr); }
+    always_inlined ~uncancellable() { pthread_setcancelstate(before, nullptr); }
     uncancellable(const uncancellable&) = delete;
     uncancellable& operator=(const uncancellable&) = delete;
 
