@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <sys/mman.h>
 #include <syslog.h>
 #include <unistd.h>
 
@@ -183,19 +184,56 @@ INTERPOSE(void, __syslog_chk, int priority, int, const char* format, ...) {
     va_end(arguments);
 }
 
-// Allocation fails on request. Only the objects of a test program are linked so (--wrap): the sanitizers' own
-// allocators stay where they are.
+// Allocation fails on request, and the newest large block is known: a module's store, of which no document shows all.
+// Only the objects of a test program are linked so (--wrap): the sanitizers' own allocators stay where they are.
+namespace {
+
+constexpr uint64_t large_block = 10'000;
+void* newest_block;
+uint64_t newest_size;
+
+void* noted(void* block, uint64_t size) {
+    if (size >= large_block) {
+        __atomic_store_n(&newest_block, block, __ATOMIC_SEQ_CST);
+        __atomic_store_n(&newest_size, size, __ATOMIC_SEQ_CST);
+    }
+    return block;
+}
+
+} // namespace
+
 extern "C" {
 void* __real_malloc(size_t size) __attribute__((weak));
 void* __real_calloc(size_t count, size_t size) __attribute__((weak));
+void* __real_mmap(void* at, size_t size, int protection, int flags, int file, off_t from) __attribute__((weak));
+void* __real_mmap64(void* at, size_t size, int protection, int flags, int file, long long from) __attribute__((weak));
 void* __wrap_malloc(size_t size);
 void* __wrap_calloc(size_t count, size_t size);
+void* __wrap_mmap(void* at, size_t size, int protection, int flags, int file, off_t from);
+void* __wrap_mmap64(void* at, size_t size, int protection, int flags, int file, long long from);
+void* world_newest_block(size_t size);
 
 void* __wrap_malloc(size_t size) {
     return must_fail("malloc", "", size) ? nullptr : __real_malloc(size);
 }
 
 void* __wrap_calloc(size_t count, size_t size) {
-    return must_fail("calloc", "", uint64_t{count} * size) ? nullptr : __real_calloc(count, size);
+    const uint64_t whole = uint64_t{count} * size;
+    return must_fail("calloc", "", whole) ? nullptr : noted(__real_calloc(count, size), whole);
+}
+
+void* __wrap_mmap(void* at, size_t size, int protection, int flags, int file, off_t from) {
+    return must_fail("mmap", "", size) ? MAP_FAILED : noted(__real_mmap(at, size, protection, flags, file, from), size);
+}
+
+void* __wrap_mmap64(void* at, size_t size, int protection, int flags, int file, long long from) {
+    return must_fail("mmap", "", size) ? MAP_FAILED
+                                       : noted(__real_mmap64(at, size, protection, flags, file, from), size);
+}
+
+// The newest block of calloc or mmap, if it has that size, else null. Its owner may have freed it since.
+void* world_newest_block(size_t size) {
+    const bool fits = __atomic_load_n(&newest_size, __ATOMIC_SEQ_CST) == size;
+    return fits ? __atomic_load_n(&newest_block, __ATOMIC_SEQ_CST) : nullptr;
 }
 }

@@ -1,0 +1,271 @@
+// Traffic of all access points together: samples, documents, links, init and term.
+#include "tests/unit/ap_monitor_fixture.h"
+
+#include <cerrno>
+#include <string>
+
+namespace dashboard::testing {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+const std::string sec_name = "/tmp/dashboard/aptraffic_allap_sec.xml";
+const std::string min_name = "/tmp/dashboard/aptraffic_allap_min.xml";
+const std::string hour_name = "/tmp/dashboard/aptraffic_allap_hour.xml";
+
+class AllApUnready : public ap_monitor_fixture {
+protected:
+    const monitor_cb& module = allap_traffic_monitor;
+};
+
+class AllAp : public AllApUnready {
+protected:
+    AllAp() { EXPECT_EQ(init(module), 1); }
+
+    // An access point whose own combined count is `own`; nothing else of it is ever shown.
+    void report_own(int ap, uint64_t own) {
+        ap_values values = counted_from(500'000);
+        values[txrx_of_group(0)] = own;
+        report(ap, values);
+    }
+    void expect_sec(const std::string& body) { expect_file(sec_name, datalist(body)); }
+};
+
+TEST_F(AllAp, ListsThePresentApsByTheirIndexAndOwnCount) {
+    world.file("/tmp/aptraffic/APTraffic_0",
+               "APMgnt_Info_Traffic_@1,2,3@_@"
+               "11,12,13@21,22,23@31,32,33@41,42,43@51,52,53@61,62,63@71,72,73@81,82,83@_@"
+               "111,112,113@121,122,123@131,132,133@141,142,143@151,152,153@161,162,163@171,172,173@181,182,183@\n");
+    report_own(7, 18446744073709551615u);
+    report_own(31, 0);
+    ASSERT_EQ(loop(module, 1), 1);
+    expect_file("/tmp/dashboard/aptraffic_allap_sec.xml", "<?xml version=\"1.0\" ?>\n"
+                                                          "<datalist>\n"
+                                                          "    <time>1700000000000</time>\n"
+                                                          "    <ap_0_TxRx>3</ap_0_TxRx>\n"
+                                                          "    <ap_7_TxRx>18446744073709551615</ap_7_TxRx>\n"
+                                                          "    <ap_31_TxRx>0</ap_31_TxRx>\n"
+                                                          "</datalist>\n");
+}
+
+TEST_F(AllAp, ShowsTheFirst32Only) {
+    std::string body = "    <time>1700000000000</time>\n";
+    for (int ap = 0; ap < 128; ++ap) {
+        report_own(ap, 1000 + static_cast<uint64_t>(ap));
+        const std::string tag = "ap_" + std::to_string(ap) + "_TxRx";
+        body += ap < 32 ? "    <" + tag + ">" + std::to_string(1000 + ap) + "</" + tag + ">\n" : "";
+    }
+    ASSERT_EQ(loop(module, 1), 1);
+    expect_sec(body);
+}
+
+TEST_F(AllAp, OneBeyondThe32StillMakesASample) {
+    report_own(127, 5);
+    ASSERT_EQ(loop(module, 1), 1);
+    expect_sec("    <time>1700000000000</time>\n");
+    report_own(0, 6);
+    report_own(40, 7);
+    fall_silent(127);
+    ASSERT_EQ(loop_at(module, t0 + 1, 1), 1);
+    expect_sec("    <time>1700000000000</time>\n"
+               "    <time>1700000001000</time>\n"
+               "    <ap_0_TxRx>6</ap_0_TxRx>\n");
+}
+
+TEST_F(AllAp, ASecondWithoutAnyRecordLeavesNoSample) {
+    EXPECT_EQ(loop(module, 1), 0);
+    world.file(ap_file(0), "no record");
+    world.file(ap_file(1), "APMgnt_Info_Traffic_@1,2,3@_@");
+    EXPECT_EQ(loop_at(module, t0 + 3600, 1), 0);
+    EXPECT_THAT(world.messages(), ElementsAre("warn[get_ap_traffic_info]: sscanf rturn 0, should be 17*3",
+                                              "warn[get_ap_traffic_info]: sscanf rturn 3, should be 17*3"));
+    expect_sec("");
+    expect_file(min_name, datalist(""));
+}
+
+TEST_F(AllAp, AnApIsListedOnlyInTheSecondsInWhichItWasRead) {
+    report_own(1, 10);
+    report_own(2, 20);
+    ASSERT_EQ(loop(module), 1);
+    fall_silent(1);
+    ASSERT_EQ(loop_at(module, t0 + 1), 1);
+    report_own(1, 11);
+    world.file(ap_file(2), "APMgnt_Info_Traffic_@1,2,3@_@"); // its partial counts do not show
+    ASSERT_EQ(loop_at(module, t0 + 2, 1), 1);
+    expect_sec("    <time>1700000000000</time>\n"
+               "    <ap_1_TxRx>10</ap_1_TxRx>\n"
+               "    <ap_2_TxRx>20</ap_2_TxRx>\n"
+               "    <time>1700000001000</time>\n"
+               "    <ap_2_TxRx>20</ap_2_TxRx>\n"
+               "    <time>1700000002000</time>\n"
+               "    <ap_1_TxRx>11</ap_1_TxRx>\n");
+}
+
+TEST_F(AllAp, OnlyAPositiveViewerRequestPublishesTheSeconds) {
+    report_own(0, 1);
+    ASSERT_EQ(loop(module, 0), 1);
+    ASSERT_EQ(loop(module, -1), 1);
+    ASSERT_EQ(module.loop(csman_handle_of_tests, nullptr, &module), 1);
+    expect_sec("");
+    ASSERT_EQ(loop(module, 77), 1);
+    const std::string sample = "    <time>1700000000000</time>\n    <ap_0_TxRx>1</ap_0_TxRx>\n";
+    expect_sec(sample + sample + sample + sample);
+}
+
+TEST_F(AllAp, MinutesAndHoursListTimesOnly) {
+    report_own(0, 1000);
+    for (int i = 1; i <= 60; ++i) {
+        ASSERT_EQ(loop_at(module, t0 + 60 * i, 1), 1);
+    }
+    std::string times;
+    for (int i = 1; i <= 60; ++i) {
+        times += "    <time>" + std::to_string(t0 + 60 * i) + "000</time>\n";
+    }
+    expect_file(min_name, datalist(times));
+    expect_file(hour_name, datalist("    <time>1700003600000</time>\n"));
+}
+
+// ---- links
+
+TEST_F(AllApUnready, InitPublishesThreeEmptyDocuments) {
+    ASSERT_EQ(init(module), 1);
+    EXPECT_THAT(published_files(),
+                ElementsAre("aptraffic_allap_hour.xml", "aptraffic_allap_min.xml", "aptraffic_allap_sec.xml"));
+    for (const std::string& name : {sec_name, min_name, hour_name}) {
+        expect_file(name, "<?xml version=\"1.0\" ?>\n<datalist>\n</datalist>\n");
+        EXPECT_EQ(world.mode(name), 0644u);
+    }
+    const std::string start = "/tmp/dashboard/aptraffic_allap_";
+    EXPECT_THAT(world.calls("remove"), ElementsAre(sec_name, min_name, hour_name));
+    EXPECT_THAT(world.calls("rename"), ElementsAre(start + "sec_tmp.xml " + sec_name, start + "min_tmp.xml " + min_name,
+                                                   start + "hour_tmp.xml " + hour_name));
+    EXPECT_THAT(world.messages(), IsEmpty());
+}
+
+TEST_F(AllApUnready, TheMinutesHaveNoLinkAndTheHoursAreLinkedToTheirTemporaryName) {
+    ASSERT_EQ(init(module), 1);
+    EXPECT_THAT(new_commands(), ElementsAre(asked_command{"dashboard_allap", "xml_allap_traffic_sec",
+                                                          "ln -sf /tmp/dashboard/aptraffic_allap_sec.xml "
+                                                          "/usr/www/aptraffic_allap_sec.xml"},
+                                            asked_command{"dashboard_allap", "xml_allap_traffic_hour",
+                                                          "ln -sf /tmp/dashboard/aptraffic_allap_hour_tmp.xml "
+                                                          "/usr/www/aptraffic_allap_hour.xml"}));
+    EXPECT_THAT(world.list("/usr/www"), ElementsAre("aptraffic_allap_hour.xml", "aptraffic_allap_sec.xml"));
+    EXPECT_EQ(world.link_target("/usr/www/aptraffic_allap_sec.xml"), sec_name);
+    EXPECT_EQ(world.link_target("/usr/www/aptraffic_allap_hour.xml"), "/tmp/dashboard/aptraffic_allap_hour_tmp.xml");
+}
+
+TEST_F(AllAp, TheMinuteWriterMakesTheSecondsLinkWhereThatIsMissing) {
+    new_commands();
+    EXPECT_EQ(module.write_min(csman_handle_of_tests, nullptr), 1);
+    EXPECT_THAT(new_commands(), IsEmpty());
+    world.remove("/usr/www/aptraffic_allap_sec.xml");
+    EXPECT_EQ(module.write_min(csman_handle_of_tests, nullptr), 1);
+    EXPECT_THAT(new_commands(), ElementsAre(asked_command{"dashboard_allap", "xml_allap_traffic_min",
+                                                          "ln -sf /tmp/dashboard/aptraffic_allap_sec.xml "
+                                                          "/usr/www/aptraffic_allap_sec.xml"}));
+    EXPECT_FALSE(world.exists("/usr/www/aptraffic_allap_min.xml"));
+}
+
+TEST_F(AllAp, TheHoursLinkLeadsNowhereAndIsMadeAgainWithEveryHour) {
+    new_commands();
+    const asked_command made{"dashboard_allap", "xml_allap_traffic_hour",
+                             "ln -sf /tmp/dashboard/aptraffic_allap_hour_tmp.xml /usr/www/aptraffic_allap_hour.xml"};
+    EXPECT_EQ(module.write_hour(csman_handle_of_tests, nullptr), 1);
+    EXPECT_EQ(module.write_hour(csman_handle_of_tests, nullptr), 1);
+    EXPECT_THAT(new_commands(), ElementsAre(made, made));
+    EXPECT_EQ(module.write_sec(csman_handle_of_tests, nullptr), 1);
+    EXPECT_THAT(new_commands(), IsEmpty());
+}
+
+// ---- init, term, failures
+
+TEST_F(AllApUnready, FillsTheSlotsOfItsCallbackSet) {
+    EXPECT_EQ(module.check, nullptr);
+    EXPECT_EQ(module.data_export, nullptr);
+    EXPECT_EQ(module.unused_7, nullptr);
+    EXPECT_EQ(module.unused_8, nullptr);
+    EXPECT_EQ(module.unused_10, nullptr);
+    EXPECT_EQ(module.unused_11, nullptr);
+}
+
+TEST_F(AllApUnready, InitWritesItsStartMarkerUnless99Stands) {
+    ASSERT_EQ(init(module), 1);
+    EXPECT_THAT(new_csman_calls(), ElementsAre("read_int 7 0x8015043e", "write_int 7 0x8015043e 9"));
+    world.csman.set(start_marker_item, 99);
+    ASSERT_EQ(init(module), 1);
+    EXPECT_EQ(world.csman.get(start_marker_item), 99);
+}
+
+TEST_F(AllApUnready, InitFailsWithAWarningWithoutMemory) {
+    // A sample is a time, 128 flags, a gap and three times 128 counters, 3592 bytes; a series has 128 of them.
+    static_assert(3 * (16 + 128 * (4 + 128 * 4 + 4 + 3 * 128 * 8)) == 1'379'376);
+    world.fail_allocation("calloc", 1'379'376);
+    world.fail_allocation("malloc", 1'379'376);
+    EXPECT_EQ(init(module), 0);
+    EXPECT_THAT(world.messages(), ElementsAre("warn[allap_traffic_init]: malloc fail,size(1379376)"));
+    EXPECT_THAT(published_files(), IsEmpty());
+    EXPECT_FALSE(world.csman.has(start_marker_item));
+    world.fail_no_more();
+    EXPECT_EQ(init(module), 1);
+}
+
+TEST_F(AllApUnready, WithoutAStoreEverythingButTermAnswers0) {
+    report(0, counted_from(1));
+    EXPECT_EQ(loop(module, 1), 0);
+    EXPECT_EQ(module.write_sec(csman_handle_of_tests, nullptr), 0);
+    EXPECT_EQ(module.write_min(csman_handle_of_tests, nullptr), 0);
+    EXPECT_EQ(module.write_hour(csman_handle_of_tests, nullptr), 0);
+    EXPECT_EQ(term(module), 1);
+    EXPECT_THAT(published_files(), IsEmpty());
+}
+
+TEST_F(AllAp, InitAgainStartsFromEmptySeries) {
+    report_own(0, 4);
+    for (const bool term_between : {false, true}) {
+        ASSERT_EQ(loop(module, 1), 1);
+        if (term_between) {
+            ASSERT_EQ(term(module), 1);
+        }
+        ASSERT_EQ(init(module), 1);
+        expect_sec("");
+        ASSERT_EQ(loop(module, 1), 1);
+        expect_sec("    <time>1700000000000</time>\n    <ap_0_TxRx>4</ap_0_TxRx>\n");
+    }
+}
+
+TEST_F(AllAp, TermTriesToUnlinkLiteralPatternsSoThatTheFilesStay) {
+    world.forget_calls();
+    EXPECT_EQ(term(module), 1);
+    EXPECT_THAT(world.calls("unlink"), ElementsAre("/usr/www/aptraffic_allap*", "/tmp/dashboard/aptraffic_allap*"));
+    EXPECT_EQ(published_files().size(), 3u);
+    EXPECT_EQ(world.list("/usr/www").size(), 2u);
+    report_own(0, 4);
+    EXPECT_EQ(loop(module, 1), 0);
+}
+
+TEST_F(AllAp, AFileThatCannotBeOpenedIsReportedAndLeavesTheLoopAlone) {
+    report_own(0, 4);
+    std::vector<std::string> warnings;
+    for (const std::string series : {"sec", "min", "hour"}) {
+        const std::string temporary = "/tmp/dashboard/aptraffic_allap_" + series + "_tmp.xml";
+        world.fail("open", EACCES, temporary);
+        warnings.push_back("warn[xml_allap_traffic_" + series + "]: open file(" + temporary +
+                           ") error(Permission denied)!");
+    }
+    new_commands();
+    EXPECT_EQ(loop_at(module, t0 + 3600, 1), 1);
+    EXPECT_EQ(world.messages(), warnings);
+    EXPECT_THAT(new_commands(), IsEmpty()) << "no link step either";
+    expect_sec("");
+    world.fail("open", EACCES, "_tmp.xml", 3);
+    EXPECT_EQ(module.write_sec(csman_handle_of_tests, nullptr), 0);
+    EXPECT_EQ(module.write_min(csman_handle_of_tests, nullptr), 0);
+    EXPECT_EQ(module.write_hour(csman_handle_of_tests, nullptr), 0);
+    EXPECT_EQ(module.write_hour(csman_handle_of_tests, nullptr), 1);
+    expect_file(hour_name, datalist("    <time>1700003600000</time>\n"));
+}
+
+} // namespace
+} // namespace dashboard::testing
