@@ -72,6 +72,10 @@ void stall_for_ever();
 // Sleeps `ns` of virtual time from now. Returns 0, or EINTR and the rest in `rest`.
 int sleep_until(world_state* world, int64_t deadline, bool polling, int64_t* rest);
 
+// For a thread whose bare system call a signal has interrupted: the thread sanitizer keeps signals back until the next
+// call that it knows.
+void let_signals_in();
+
 void futex_wake(uint32_t* word);
 
 // Wakes whoever waits for the threads of this world to come to rest.

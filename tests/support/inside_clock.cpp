@@ -105,8 +105,7 @@ bool rest_on(uint32_t* word, uint32_t value) {
         return false;
     }
     if (errno == EINTR) {
-        // The thread sanitizer keeps signals back until the next call that it knows.
-        REAL(int (*)(useconds_t), usleep)(0);
+        let_signals_in();
         return false;
     }
     return errno == ETIMEDOUT;
@@ -130,6 +129,10 @@ int sleep_for(world_state* world, int64_t ns, int64_t* rest) {
 }
 
 } // namespace
+
+void let_signals_in() {
+    REAL(int (*)(useconds_t), usleep)(0);
+}
 
 int sleep_until(world_state* world, int64_t deadline, bool polling, int64_t* rest) {
     if (world->driven == 0) {

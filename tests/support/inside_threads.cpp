@@ -168,6 +168,7 @@ void stall_for_ever() {
     uint32_t word = 0;
     for (;;) {
         syscall(SYS_futex, &word, FUTEX_WAIT, 0, nullptr, nullptr, 0);
+        let_signals_in();
     }
 }
 

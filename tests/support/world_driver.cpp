@@ -132,7 +132,8 @@ bool world_driver::run_for(double seconds) {
 bool world_driver::run_one_second() {
     const int64_t wall = world.clock.wall_ns();
     const int64_t to_go = ns_per_second - wall % ns_per_second;
-    return run_until(world.clock.monotonic_ns() + to_go);
+    const int64_t pauses = 1'000'000; // for the few microseconds that a reader of tool output pauses
+    return run_until(world.clock.monotonic_ns() + to_go + pauses);
 }
 
 std::string world_driver::threads() const {

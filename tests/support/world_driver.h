@@ -21,7 +21,7 @@ public:
     // Lets the process live until the monotonic clock shows `ns`, or it ends. Returns false when it has ended.
     bool run_until(int64_t ns);
     bool run_for(double seconds);
-    // Until the wall clock has turned to its next second, and what that set off has been done.
+    // Until a millisecond after the wall clock has turned to its next second: what that set off has been done.
     bool run_one_second();
 
     // Lets the sleeper whose sleep ends first go, without waiting for what it does.
