@@ -65,7 +65,7 @@ std::vector<std::string> environment(const test_world& world) {
 
 // The words in front of the daemon's own: the emulator's, which hands the environment on itself.
 std::vector<std::string> command_line(const std::vector<std::string>& words, std::vector<std::string>& variables) {
-    std::vector<std::string> line = split(DASHBOARD_EMULATOR, ';');
+    std::vector<std::string> line = split(DASHBOARD_EMULATOR, ' ');
     if (!line.empty()) {
         for (const std::string& variable : variables) {
             line.insert(line.end(), {"-E", variable});

@@ -19,22 +19,22 @@ namespace {
 
 // Descriptors of tools whose output must not be seen before some virtual time has passed.
 constexpr int tracked_descriptors = 64;
-int64_t delay_of[tracked_descriptors];
+uint32_t delay_of[tracked_descriptors]; // milliseconds
 bool is_tool[tracked_descriptors];
 
-int64_t delay_for(const char* command) {
+uint32_t delay_for(const char* command) {
     world_state* world = current_world();
     const world_lock lock(world);
     for (const slow_tool& tool : world->slow_tools) {
         if (tool.word[0] != '\0' && strstr(command, tool.word) != nullptr) {
-            return tool.ns;
+            return static_cast<uint32_t>(tool.ns / 1'000'000);
         }
     }
     return 0;
 }
 
 void wait_for_tool(world_state* world, int descriptor) {
-    const int64_t delay = __atomic_exchange_n(&delay_of[descriptor], 0, __ATOMIC_SEQ_CST);
+    const uint32_t delay = __atomic_exchange_n(&delay_of[descriptor], 0, __ATOMIC_SEQ_CST);
     if (delay == 0) {
         return;
     }
@@ -43,7 +43,7 @@ void wait_for_tool(world_state* world, int descriptor) {
         const world_lock lock(world);
         now = world->monotonic;
     }
-    const int64_t deadline = now + delay;
+    const int64_t deadline = now + delay * int64_t{1'000'000};
     int64_t rest = 0;
     while (sleep_until(world, deadline, false, &rest) != 0) {
     }
@@ -190,12 +190,12 @@ namespace {
 
 constexpr uint64_t large_block = 10'000;
 void* newest_block;
-uint64_t newest_size;
+size_t newest_size;
 
 void* noted(void* block, uint64_t size) {
     if (size >= large_block) {
         __atomic_store_n(&newest_block, block, __ATOMIC_SEQ_CST);
-        __atomic_store_n(&newest_size, size, __ATOMIC_SEQ_CST);
+        __atomic_store_n(&newest_size, static_cast<size_t>(size), __ATOMIC_SEQ_CST);
     }
     return block;
 }
