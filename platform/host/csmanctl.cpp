@@ -33,7 +33,7 @@ constexpr char help_text[] =
     "The store is the directory CSMAN_DIR, or /run/csman.\n"
     "Exit status: 0 done; 1 failed, or the item is unset; 2 the command line is wrong.\n";
 
-void report(const char* format, va_list values) {
+__attribute__((format(printf, 1, 0))) void report(const char* format, va_list values) {
     fputs("csmanctl: ", stderr);
     vfprintf(stderr, format, values);
     fputc('\n', stderr);
