@@ -1,8 +1,9 @@
 // Bond traffic: the kernel's slave lists and the name map.
 #include "tests/unit/bond_fixture.h"
 
-#include <algorithm>
+#include <cstdio>
 #include <cstring>
+#include <random>
 #include <string>
 
 namespace dashboard::testing {
@@ -93,6 +94,31 @@ TEST_F(BondNames, ASlaveNamesItsInterfaceAfterTheColon) {
 
 TEST_F(BondNames, ANulIsNoEntry) {
     expect_names(std::string("0:eth0 \0 1:eth1", 15), {"WAN-1(slave1)"});
+}
+
+// What fscanf makes of a list with "%d:%s", four entries at most.
+std::vector<std::string> scanned(std::string list) {
+    std::vector<std::string> names;
+    FILE* const file = fmemopen(list.data(), list.size(), "r");
+    int number = 0;
+    char name[256];
+    while (names.size() < 4 && fscanf(file, "%d:%255s", &number, name) == 2) {
+        names.push_back("WAN-" + std::to_string(number + 1) + "(slave" + std::to_string(names.size() + 1) + ")");
+    }
+    fclose(file);
+    return names;
+}
+
+TEST_F(BondNames, AreReadLikeScanfDoes) {
+    std::mt19937 random(310);
+    for (int i = 0; i < 300; ++i) {
+        std::string list;
+        for (auto letters = 1 + random() % 40; letters > 0; --letters) {
+            list += random() % 4 == 0 ? std::to_string(random() % 100) + ":e" : "";
+            list += " \n\t01-+:ex"[random() % 10];
+        }
+        expect_names(list, scanned(list));
+    }
 }
 
 // ---- lists that change
