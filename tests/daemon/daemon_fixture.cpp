@@ -106,6 +106,16 @@ std::optional<int> reap_one(pid_t pid) {
     return {};
 }
 
+// An emulator does not let us adopt the daemon: init reaps it, and it tells its status itself.
+bool gone(pid_t pid) {
+    if (std::strlen(DASHBOARD_EMULATOR) == 0) {
+        return false;
+    }
+    const std::string about = read_file("/proc/" + std::to_string(pid) + "/stat");
+    const size_t state = about.rfind(") ");
+    return state == std::string::npos || about[state + 2] == 'Z';
+}
+
 template <class Condition>
 bool wait_really(Condition condition) {
     const auto until = std::chrono::steady_clock::now() + patience;
@@ -119,6 +129,10 @@ bool wait_really(Condition condition) {
 }
 
 } // namespace
+
+int killed_by(int signal) {
+    return 1000 + (std::strlen(DASHBOARD_EMULATOR) == 0 ? signal : 0);
+}
 
 std::string without_line_numbers(const std::string& text) {
     static const std::regex place("((?:log|warn|fatal)\\[[A-Za-z_0-9]+):[0-9]+\\]");
@@ -187,6 +201,9 @@ void daemon_process::reap() {
     }
     const bool forked = pid() != 0 && pid() != started;
     daemon_status = forked ? reap_one(pid()) : started_status;
+    if (!daemon_status && forked && gone(pid())) {
+        daemon_status = world.state().exit_noted == 0 ? killed_by(0) : static_cast<int>(world.state().exit_noted) - 1;
+    }
 }
 
 bool daemon_process::ended() {

@@ -41,7 +41,7 @@ public:
     void send_signal(int number);
 
     // Lets virtual time pass until the daemon has ended, at most `seconds`; its exit status, or -1 when it lives, or
-    // 1000 + the signal that killed it.
+    // killed_by(signal).
     int run_to_exit(double seconds);
     // Waits in real time, for an end that needs no virtual time.
     int wait_for_exit();
@@ -70,6 +70,9 @@ private:
     std::optional<int> daemon_status;
     int pipe_end = -1;
 };
+
+// The exit status shown for a daemon that a signal killed; under an emulator only that it was killed is known.
+int killed_by(int signal);
 
 // Messages without the line numbers of the sources.
 std::string without_line_numbers(const std::string& text);

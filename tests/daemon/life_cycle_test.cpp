@@ -240,7 +240,7 @@ TEST_F(life_cycle, HandlersThatCannotBeInstalledAreReportedAndForgotten) {
               0u)
         << daemon.output();
     daemon.send_signal(SIGHUP);
-    EXPECT_EQ(daemon.wait_for_exit(), 1000 + SIGHUP);
+    EXPECT_EQ(daemon.wait_for_exit(), killed_by(SIGHUP));
 }
 
 TEST_F(life_cycle, ChildOfInitStaysInTheForegroundWithoutAPidFile) {

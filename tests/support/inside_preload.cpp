@@ -25,6 +25,13 @@ world_state* map_world(const char* path) {
     return static_cast<world_state*>(memory);
 }
 
+void note_exit(int status, void*) {
+    world_state* world = dashboard::testing::current_world();
+    if (world != nullptr && world->pid == static_cast<uint32_t>(getpid())) { // not the parent of the fork
+        world->exit_noted = 1u + static_cast<uint32_t>(status & 0xff);
+    }
+}
+
 __attribute__((constructor)) void enter_world() {
     const char* path = getenv("WORLD_STATE");
     if (path == nullptr) {
@@ -40,6 +47,12 @@ __attribute__((constructor)) void enter_world() {
     }
     world_count_main_thread(world);
     world_attach(world);
+    on_exit(note_exit, nullptr);
 }
 
 } // namespace
+
+INTERPOSE(void, _exit, int status) {
+    note_exit(status, nullptr);
+    REAL(void (*)(int), _exit)(status);
+}
