@@ -5,8 +5,8 @@
 
 #include <cerrno>
 #include <cstring>
-#include <pthread.h>
 
+#include "platform/host/cancellation.h"
 #include "platform/host/csman_store.h"
 
 namespace dashboard {
@@ -15,20 +15,17 @@ namespace {
 // Callers are threads that may be cancelled at any instruction, and signal handlers. For the few microseconds of a call
 // cancellation waits, so that no descriptor and no temporary file is left behind; errno is the caller's own.
 struct call_scope {
-    int cancel_state;
+    held_cancellation held;
     int saved_errno;
 };
 
 call_scope enter_call() {
-    call_scope scope = {0, errno};
-    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &scope.cancel_state);
-    return scope;
+    return {hold_cancellation(), errno};
 }
 
-// A function, not a destructor: a cancellation that has waited is acted upon in here.
 int leave_call(const call_scope& scope, int result) {
     errno = scope.saved_errno;
-    pthread_setcancelstate(scope.cancel_state, nullptr);
+    release_cancellation(scope.held);
     return result < 0 ? -1 : result;
 }
 

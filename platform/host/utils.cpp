@@ -16,10 +16,11 @@
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
-#include <pthread.h>
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
+
+#include "platform/host/cancellation.h"
 
 namespace dashboard {
 namespace {
@@ -99,12 +100,11 @@ int wait_for(pid_t child) {
 
 // A cancellation may cut the wait for a command that hangs, but not the making of its process.
 int run(const request& who, const char* command) {
-    int cancel_state = 0;
     pid_t child = -1;
-    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &cancel_state);
+    const held_cancellation held = hold_cancellation();
     log_request(who, "cmd", command);
     const int started = start_shell(command, &child);
-    pthread_setcancelstate(cancel_state, nullptr);
+    release_cancellation(held);
     return started == 0 ? wait_for(child) : -1;
 }
 

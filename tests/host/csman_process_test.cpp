@@ -5,6 +5,7 @@
 #include <csignal>
 #include <cstring>
 #include <fcntl.h>
+#include <filesystem>
 #include <pthread.h>
 #include <random>
 #include <sched.h>
@@ -215,14 +216,20 @@ void* read_and_write(void* argument) {
     }
 }
 
-size_t open_descriptors() {
-    return names_in("/proc/self/fd").size();
+// What the process has open: where each descriptor's link leads.
+std::vector<std::string> open_files() {
+    std::vector<std::string> files;
+    for (const std::string& number : names_in("/proc/self/fd")) {
+        std::error_code gone; // the listing's own descriptor
+        files.push_back(std::filesystem::read_symlink("/proc/self/fd/" + number, gone));
+    }
+    return files;
 }
 
 TEST_F(csman_process_test, CancelledThreadsLeaveNothingBehind) {
     std::mt19937 random(2);
     ASSERT_EQ(write_both(open_store(), 0), 0);
-    const size_t descriptors = open_descriptors();
+    const std::vector<std::string> before = open_files();
     for (int round = 0; round < 300; round++) {
         std::atomic<unsigned> steps{0};
         cancelled_thread work = {open_store(), &steps};
@@ -237,7 +244,7 @@ TEST_F(csman_process_test, CancelledThreadsLeaveNothingBehind) {
         ASSERT_EQ(pthread_join(thread, nullptr), 0);
         ASSERT_TRUE(read_both_whole(open_store()));
     }
-    EXPECT_EQ(open_descriptors(), descriptors);
+    EXPECT_EQ(open_files(), before);
     EXPECT_TRUE(temporaries().empty());
     EXPECT_EQ(write_both(open_store(), 1), 0);
 }
