@@ -11,6 +11,7 @@
 #include <random>
 #include <sstream>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace dashboard::testing {
@@ -228,6 +229,23 @@ TEST(OpenForReading, ClosesOnExecAndTellsWhyItFailed) {
     EXPECT_EQ(fcntl(fd, F_GETFD) & FD_CLOEXEC, FD_CLOEXEC);
     EXPECT_EQ(fcntl(fd, F_GETFL) & O_ACCMODE, O_RDONLY);
     close(fd);
+}
+
+TEST(OpenWithoutWaiting, ReadsFilesAndIsNotHeldUpByAPipe) {
+    test_world world;
+    world.file("/tmp/aptraffic/file", "text\n");
+    text_source source(open_without_waiting("/tmp/aptraffic/file"));
+    EXPECT_EQ(fcntl(source.fd, F_GETFD) & FD_CLOEXEC, FD_CLOEXEC);
+    EXPECT_FALSE(is_pipe(source.fd));
+    EXPECT_THAT(lines_of(source), ElementsAre("text"));
+    close(source.fd);
+    ASSERT_EQ(mkfifo(world.real_path("/tmp/aptraffic/pipe").c_str(), 0600), 0);
+    text_source pipe(open_without_waiting("/tmp/aptraffic/pipe"));
+    EXPECT_TRUE(is_pipe(pipe.fd));
+    EXPECT_THAT(lines_of(pipe), IsEmpty());
+    close(pipe.fd);
+    EXPECT_EQ(open_without_waiting("/tmp/aptraffic/nothing"), -1);
+    EXPECT_FALSE(is_pipe(-1));
 }
 
 } // namespace
