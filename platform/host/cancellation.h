@@ -11,7 +11,7 @@
 namespace dashboard {
 
 // As the kernel counts signals: 16 bytes on MIPS, 8 elsewhere.
-constexpr size_t kernel_mask_size = (_NSIG - 1 + 63) / 64 * 8;
+constexpr size_t kernel_mask_size = size_t{(_NSIG - 1 + 63) / 64} * 8;
 
 struct held_cancellation {
     unsigned char mask[kernel_mask_size];
