@@ -84,7 +84,7 @@ bool read_both_whole(int store) {
 }
 
 TEST_F(csman_process_test, NoReaderSeesAHalfWrittenItem) {
-    constexpr unsigned writes = 1000;
+    constexpr unsigned writes = 400;
     ASSERT_EQ(write_both(open_store(), 0), 0);
     std::vector<pid_t> children;
     for (int writer = 0; writer < 3; writer++) {
@@ -121,7 +121,7 @@ TEST_F(csman_process_test, SweepingOpenersDoNotHurtLiveWriters) {
     });
     wait_for_progress(1);
     unsigned failures = 0;
-    for (unsigned step = 0; step < 3000; step++)
+    for (unsigned step = 0; step < 300; step++)
         failures += write_csman_int(open_store(), number_item, whole_number(step)) != 0;
     wait_for_progress(1);
     counters_->stop = true;
@@ -175,7 +175,7 @@ TEST_F(csman_process_test, LinkAmongTheLeftoversIsNotFollowed) {
 TEST_F(csman_process_test, KilledWritersLeaveAWholeItemAndNothingElse) {
     std::mt19937 random(1);
     ASSERT_EQ(write_both(open_store(), 0), 0);
-    for (int round = 0; round < 60; round++) {
+    for (int round = 0; round < 40; round++) {
         const pid_t writer = start_child([this] {
             const int store = open_csman(0, 0);
             for (unsigned step = 0;; step++) {
@@ -230,7 +230,7 @@ TEST_F(csman_process_test, CancelledThreadsLeaveNothingBehind) {
     std::mt19937 random(2);
     ASSERT_EQ(write_both(open_store(), 0), 0);
     const std::vector<std::string> before = open_files();
-    for (int round = 0; round < 300; round++) {
+    for (int round = 0; round < 200; round++) {
         std::atomic<unsigned> steps{0};
         cancelled_thread work = {open_store(), &steps};
         pthread_t thread;
@@ -270,11 +270,11 @@ TEST_F(csman_process_test, SignalHandlerMayUseTheStoreInTheMiddleOfACall) {
     struct sigaction before;
     action.sa_handler = use_store; // without SA_RESTART: calls are interrupted
     ASSERT_EQ(sigaction(SIGALRM, &action, &before), 0);
-    const itimerval often = {{0, 300}, {0, 300}};
+    const itimerval often = {{0, 1000}, {0, 1000}};
     const itimerval never = {};
     ASSERT_EQ(setitimer(ITIMER_REAL, &often, nullptr), 0);
     unsigned failures = 0;
-    for (unsigned step = 0; step < 500 || handler_calls < 100; step++)
+    for (unsigned step = 0; step < 100 || handler_calls < 60; step++)
         failures += write_both(handler_store, step) != 0 || !read_both_whole(handler_store);
     ASSERT_EQ(setitimer(ITIMER_REAL, &never, nullptr), 0);
     ASSERT_EQ(sigaction(SIGALRM, &before, nullptr), 0);
@@ -288,7 +288,7 @@ TEST_F(csman_process_test, ThreadsOfOneProcessShareAHandle) {
     std::atomic<unsigned> failures{0};
     const auto work = [](void* argument) -> void* {
         auto* failed = static_cast<std::atomic<unsigned>*>(argument);
-        for (unsigned step = 0; step < 500; step++)
+        for (unsigned step = 0; step < 200; step++)
             *failed += write_both(handler_store, step) != 0 || !read_both_whole(handler_store);
         return nullptr;
     };

@@ -20,7 +20,7 @@ constexpr int not_started = 127;
 std::vector<std::string> tool_command() {
     std::vector<std::string> words;
     std::stringstream emulator(DASHBOARD_EMULATOR);
-    for (std::string word; std::getline(emulator, word, ';');)
+    for (std::string word; emulator >> word;)
         words.push_back(word);
     words.emplace_back(CSMANCTL_EXECUTABLE);
     return words;
