@@ -63,7 +63,7 @@ std::string run(const monitor_cb& module, const char* path) {
 void check_wan(const std::string (&names)[2]) {
     const std::string document = run(wan_traffic_monitor, wan_path);
     const bool alive = rx_of(names[0]) + rx_of(names[1]) > 0;
-    require(document.empty() ? !alive : is_whole_document(document), "a document for a WAN that is alive");
+    require(is_whole_document(document) == alive, "a document if a WAN is alive");
     for (int slot = 0; slot < 2 && alive; ++slot) {
         const std::string n = std::to_string(slot + 1);
         const std::string element =
@@ -75,7 +75,7 @@ void check_wan(const std::string (&names)[2]) {
 void check_wifi(const monitor_cb& module, const char* path, const std::string& name, const char* element) {
     const std::string document = run(module, path);
     const int rx = name == "ra0" || name == "rai0" ? rx_of(name) : 0;
-    require(document.empty() ? rx == 0 : is_whole_document(document), "a document for a band that is known");
+    require(is_whole_document(document) == (rx != 0), "a document if the band is known");
     require(rx == 0 || contains(document, element + std::to_string(rx) + "<"), "and the bytes of its first VAP");
 }
 

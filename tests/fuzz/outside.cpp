@@ -48,6 +48,7 @@ std::map<uint32_t, int> numbers;
 std::map<uint32_t, std::string> strings;
 time_t wall_clock = 1'700'000'000;
 FILE* running_tool = nullptr;
+std::string newest_message;
 
 bool begins_with(std::string_view text, std::string_view prefix) {
     return text.substr(0, prefix.size()) == prefix;
@@ -139,6 +140,13 @@ void set_string(uint32_t csid, std::string_view text) {
 
 void set_clock(time_t now) {
     wall_clock = now;
+}
+
+std::string take_message() {
+    const size_t place = newest_message.find("]: ");
+    const std::string text = place == std::string::npos ? "" : newest_message.substr(place + 3);
+    newest_message.clear();
+    return text;
 }
 
 void require(bool holds, const char* what) {
@@ -271,6 +279,7 @@ void __wrap_syslog(int /*priority*/, const char* format, ...) {
     const int length = vsnprintf(line, sizeof line, format, arguments);
     va_end(arguments);
     fuzz::require(length >= 0 && length <= 311, "a message has at most 311 characters");
+    fuzz::newest_message = line;
 }
 
 // ---- The platform's libraries

@@ -34,6 +34,9 @@ void set_string(uint32_t csid, std::string_view text);
 // The wall clock, which only this moves.
 void set_clock(time_t now);
 
+// Takes the newest message of the daemon, without what stands before its text; empty when there is none since.
+std::string take_message();
+
 // Ends the run with `what` when `holds` is false, so that the fuzzer keeps the input.
 void require(bool holds, const char* what);
 
