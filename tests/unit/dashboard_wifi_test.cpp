@@ -116,7 +116,7 @@ TEST_P(WifiTraffic, CountsAllEightSlotsInAnyOrder) {
     start(band);
     std::vector<interface_bytes> all;
     std::vector<vap_bytes> vaps;
-    for (uint64_t slot = 8; slot-- > 0;) {
+    for (size_t slot = 8; slot-- > 0;) {
         all.push_back({"ra" + std::to_string(slot), 1000 + slot, 2000 + slot});
         vaps.push_back({slot, 2000 + slot, 1000 + slot});
     }
