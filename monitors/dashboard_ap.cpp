@@ -6,8 +6,6 @@
 #include "monitors/monitors.h"
 #include "probes/dashboard_aptraffic.h"
 
-#include <sys/mman.h>
-
 namespace dashboard {
 
 namespace {
@@ -47,7 +45,8 @@ struct ap_block {
     metric_store<ap_sample> history;
 };
 
-/// Some 19 MB. A block is not written before its AP is seen, so that the pages of absent APs never take memory.
+/// Some 19 MB. It comes zeroed, and a block is not written before its AP is seen, so that the pages of absent APs
+/// never take memory.
 struct ap_store {
     ap_block ap[ap_limit];
 };
@@ -76,20 +75,6 @@ constexpr monitor_description about = {
 };
 
 // ---- blocks
-
-/// Pages that come zeroed from the kernel, whenever it is: a heap that has had the store before may give the same
-/// memory again, and clears all of it then, which makes all of it resident. Null when there is no memory.
-ap_store* new_store() {
-    void* const pages = mmap(nullptr, sizeof(ap_store), PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-    return pages != MAP_FAILED ? static_cast<ap_store*>(pages) : nullptr;
-}
-
-void free_store() {
-    if (store != nullptr) {
-        munmap(store, sizeof *store);
-        store = nullptr;
-    }
-}
 
 /// A block that no AP has used since the module was made ready is all zero.
 bool is_used(const ap_block& block) {
@@ -140,8 +125,7 @@ int write_series(const metric_series<ap_sample>& series, const document_names& p
 int ap_traffic_init(int handle, int /*unused*/) {
     if (store != nullptr) {
         clear_blocks();
-    } else if ((store = new_store()) == nullptr) {
-        _warn(about.init, __LINE__, "malloc fail,size(%d)", static_cast<int>(sizeof(ap_store)));
+    } else if (!make_store(store, about)) {
         return 0;
     }
     start_time = wall_seconds();
@@ -177,7 +161,6 @@ int ap_traffic_loop(int /*handle*/, int32_t* viewer, const monitor_cb* /*callbac
 }
 
 int ap_traffic_term(int /*handle*/, int /*unused*/) {
-    free_store();
     return drop_store(store, about);
 }
 
