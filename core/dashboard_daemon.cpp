@@ -4,6 +4,7 @@
 #include "core/dashboard_log.h"
 #include "core/dashboard_wait.h"
 
+#include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
@@ -22,7 +23,7 @@ constexpr unsigned longest_farewell = 2; // seconds that a dying process gives i
 constexpr unsigned longest_report = 5;   // seconds that a line in the log may take before we give the daemon up
 constexpr int signal_exit_status = 255;  // what exit(-1) shows
 
-volatile sig_atomic_t deadline_status = 0;
+std::atomic<int> deadline_status{0}; // any thread's handler writes it
 
 sigset_t handled_signals() {
     sigset_t set;
@@ -129,7 +130,7 @@ bool end_is_pending() {
 }
 
 void end_at_deadline(int /*signal_number*/) {
-    _exit(end_is_pending() ? signal_exit_status : deadline_status);
+    _exit(end_is_pending() ? signal_exit_status : deadline_status.load());
 }
 
 void hand_to_main_thread(int signal_number) {
