@@ -143,6 +143,7 @@ daemon_process::daemon_process(test_world& the_world, const std::vector<std::str
     : world(the_world), driver(the_world, [this] { return ended(); }) {
     prctl(PR_SET_CHILD_SUBREAPER, 1, 0, 0, 0);
     world.state().driven = 1;
+    world.state().driver = static_cast<uint32_t>(getpid());
     if (output == console::file) {
         start(words, new_file(world.folder_of("output")));
         return;

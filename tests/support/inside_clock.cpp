@@ -97,6 +97,13 @@ wake look_around(world_state* world, thread_row* row, bool waited, int64_t* rest
     return wake::sleep_on;
 }
 
+// A daemon whose test was killed must not stay behind.
+void end_without_driver(const world_state* world) {
+    if (world->driver != 0 && kill(static_cast<pid_t>(world->driver), 0) != 0) {
+        _exit(97);
+    }
+}
+
 // The only place where a thread of a driven world rests: a bare system call, open to signals and to cancellation.
 // Returns true when nothing woke it for a real while.
 bool rest_on(uint32_t* word, uint32_t value) {
@@ -146,6 +153,9 @@ int sleep_until(world_state* world, int64_t deadline, bool polling, int64_t* res
     wake how = wake::sleep_on;
     while (how == wake::sleep_on) {
         const bool waited = rest_on(&row->word, value);
+        if (waited) {
+            end_without_driver(world);
+        }
         how = look_around(world, row, waited, rest);
     }
     return how == wake::interrupted ? EINTR : 0;
