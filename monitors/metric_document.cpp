@@ -4,6 +4,7 @@
 #include "probes/dashboard_sysinfo.h"
 
 #include <cerrno>
+#include <cstdarg>
 #include <cstdio>
 #include <cstring>
 #include <fcntl.h>
@@ -24,6 +25,91 @@ char (&room(metric_document& document))[longest_text] {
         hand_over(document);
     }
     return *reinterpret_cast<char(*)[longest_text]>(document.buffer + document.used);
+}
+
+/// Puts a text together in a room of fixed size. Once a piece does not fit, nothing more is added.
+struct text_writer {
+    char* at;
+    char* const end;
+    bool fits = true;
+
+    void put(const char* text, size_t length) {
+        fits = fits && length <= static_cast<size_t>(end - at);
+        if (fits) {
+            memcpy(at, text, length);
+            at += length;
+        }
+    }
+    void put_unsigned(unsigned long long value) {
+        char digits[20];
+        char* first = digits + sizeof digits;
+        // A division of 64 bits is a call into the compiler's library on the router.
+        for (; value > UINT32_MAX; value /= 10) {
+            *--first = static_cast<char>('0' + value % 10);
+        }
+        uint32_t rest = static_cast<uint32_t>(value);
+        do {
+            *--first = static_cast<char>('0' + rest % 10);
+            rest /= 10;
+        } while (rest != 0);
+        put(first, static_cast<size_t>(digits + sizeof digits - first));
+    }
+    void put_signed(long long value) {
+        const auto bits = static_cast<unsigned long long>(value);
+        if (value < 0) {
+            put("-", 1);
+        }
+        put_unsigned(value < 0 ? 0 - bits : bits);
+    }
+};
+
+/// A va_list that functions can take turns with: it may be an array type, which no reference parameter takes.
+struct format_arguments {
+    va_list list;
+};
+
+/// Adds what the conversion at `at`, behind its percent sign, makes of the next argument. Returns what follows it.
+const char* put_conversion(text_writer& out, const char* at, format_arguments& arguments) {
+    const auto is = [at](const char* conversion) { return strncmp(at, conversion, strlen(conversion)) == 0; };
+    if (is("d")) {
+        out.put_signed(va_arg(arguments.list, int));
+        return at + 1;
+    }
+    if (is("llu")) {
+        out.put_unsigned(va_arg(arguments.list, unsigned long long));
+        return at + 3;
+    }
+    if (is("ld")) {
+        out.put_signed(va_arg(arguments.list, long));
+        return at + 2;
+    }
+    if (is("u")) {
+        out.put_unsigned(va_arg(arguments.list, unsigned));
+        return at + 1;
+    }
+    if (is("s")) {
+        const char* text = va_arg(arguments.list, const char*);
+        out.put(text, strlen(text));
+        return at + 1;
+    }
+    if (is(".64s")) {
+        const char* text = va_arg(arguments.list, const char*);
+        out.put(text, strnlen(text, 64));
+        return at + 4;
+    }
+    out.fits = false;
+    return at;
+}
+
+void put_formatted(text_writer& out, const char* format, format_arguments& arguments) {
+    while (*format != '\0' && out.fits) {
+        const size_t length = strcspn(format, "%");
+        out.put(format, length);
+        format += length;
+        if (*format == '%') {
+            format = put_conversion(out, format + 1, arguments);
+        }
+    }
 }
 
 void put_index(char (&path)[64], const char* pattern, int32_t index) {
@@ -61,12 +147,15 @@ void document_text(metric_document& document, const char* text) {
 }
 
 void document_printf(metric_document& document, const char* format, ...) {
-    va_list arguments;
-    va_start(arguments, format);
-    const int length = format_text(room(document), format, arguments);
-    va_end(arguments);
-    if (length > 0) {
-        document.used += static_cast<size_t>(length);
+    // The C library's printf would take three quarters of a busy cycle's instructions.
+    char(&place)[longest_text] = room(document);
+    text_writer out{place, place + longest_text - 1};
+    format_arguments arguments;
+    va_start(arguments.list, format);
+    put_formatted(out, format, arguments);
+    va_end(arguments.list);
+    if (out.fits) {
+        document.used += static_cast<size_t>(out.at - place);
     }
 }
 
