@@ -7,7 +7,6 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <pthread.h>
-#include <random>
 #include <sched.h>
 #include <sys/file.h>
 #include <sys/mman.h>
@@ -29,24 +28,34 @@ struct shared_counters {
     std::atomic<bool> stop{false};
 };
 
+// The same "random" numbers in every run, so that a failure is not one of bad luck in drawing them.
+struct random_steps {
+    uint32_t state;
+
+    unsigned next() {
+        state = state * 1664525 + 1013904223;
+        return state >> 16;
+    }
+};
+
 class csman_process_test : public host_test {
 protected:
     csman_process_test() {
         void* memory =
             mmap(nullptr, sizeof(shared_counters), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
         EXPECT_NE(memory, MAP_FAILED);
-        counters_ = new (memory) shared_counters;
+        counters = new (memory) shared_counters;
     }
 
-    ~csman_process_test() override { munmap(counters_, sizeof(shared_counters)); }
+    ~csman_process_test() override { munmap(counters, sizeof(shared_counters)); }
 
     void wait_for_progress(unsigned steps) const {
-        const unsigned start = counters_->done;
-        while (counters_->done - start < steps)
+        const unsigned start = counters->done;
+        while (counters->done - start < steps)
             sched_yield();
     }
 
-    shared_counters* counters_;
+    shared_counters* counters;
 };
 
 // Values and texts that show a mixture: a number of ten equal digits, a text of one letter in one of many lengths.
@@ -57,7 +66,7 @@ int whole_number(unsigned step) {
 store_item whole_text(unsigned step) {
     store_item item;
     item.is_string = true;
-    item.length = 1 + step * 37 % store_text_max;
+    item.length = 1 + size_t{step} * 37 % store_text_max;
     memset(item.text, static_cast<int>('a' + item.length % 26), item.length);
     return item;
 }
@@ -87,18 +96,19 @@ TEST_F(csman_process_test, NoReaderSeesAHalfWrittenItem) {
     constexpr unsigned writes = 400;
     ASSERT_EQ(write_both(open_store(), 0), 0);
     std::vector<pid_t> children;
+    children.reserve(3);
     for (int writer = 0; writer < 3; writer++) {
         children.push_back(start_child([this] {
             const int store = open_csman(0, 0);
             int failures = 0;
             for (unsigned step = 0; step < writes; step++)
                 failures += write_both(store, step) != 0;
-            counters_->done++;
+            counters->done++;
             return failures == 0 ? 0 : 1;
         }));
     }
     unsigned reads = 0;
-    while (counters_->done < 3) {
+    while (counters->done < 3) {
         ASSERT_TRUE(read_both_whole(open_store()));
         reads++;
     }
@@ -111,11 +121,11 @@ TEST_F(csman_process_test, NoReaderSeesAHalfWrittenItem) {
 TEST_F(csman_process_test, SweepingOpenersDoNotHurtLiveWriters) {
     open_store();
     const pid_t opener = start_child([this] {
-        while (!counters_->stop) {
+        while (!counters->stop) {
             const int store = open_csman(0, 0);
             if (store < 0 || close_csman(store) != 0)
                 return 1;
-            counters_->done++;
+            counters->done++;
         }
         return 0;
     });
@@ -124,7 +134,7 @@ TEST_F(csman_process_test, SweepingOpenersDoNotHurtLiveWriters) {
     for (unsigned step = 0; step < 300; step++)
         failures += write_csman_int(open_store(), number_item, whole_number(step)) != 0;
     wait_for_progress(1);
-    counters_->stop = true;
+    counters->stop = true;
     EXPECT_EQ(wait_child(opener), 0);
     EXPECT_EQ(failures, 0u);
     EXPECT_TRUE(temporaries().empty());
@@ -140,7 +150,7 @@ TEST_F(csman_process_test, LeftoverOfADeadWriterIsSweptByTheNextOpen) {
     EXPECT_EQ(temporaries().size(), 3u);
     const int second = open_csman(0, 0);
     EXPECT_EQ(close_csman(second), 0);
-    EXPECT_EQ(names_in(store_), (std::vector<std::string>{"0x00150785", "0x80150433", "notes"}));
+    EXPECT_EQ(names_in(store_dir), (std::vector<std::string>{"0x00150785", "0x80150433", "notes"}));
 }
 
 TEST_F(csman_process_test, FileOfALiveWriterIsNotSweptUntilItDies) {
@@ -150,7 +160,7 @@ TEST_F(csman_process_test, FileOfALiveWriterIsNotSweptUntilItDies) {
         const int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
         if (fd < 0 || flock(fd, LOCK_EX | LOCK_NB) != 0)
             return 1;
-        counters_->done++;
+        counters->done++;
         for (;;)
             pause();
     });
@@ -165,7 +175,7 @@ TEST_F(csman_process_test, FileOfALiveWriterIsNotSweptUntilItDies) {
 
 TEST_F(csman_process_test, LinkAmongTheLeftoversIsNotFollowed) {
     open_store();
-    const std::string target = root_ + "/target";
+    const std::string target = root + "/target";
     write_file(target, "precious");
     ASSERT_EQ(symlink(target.c_str(), store_file(".tmp-0x00150785-1-0").c_str()), 0);
     EXPECT_EQ(close_csman(open_csman(0, 0)), 0);
@@ -173,7 +183,7 @@ TEST_F(csman_process_test, LinkAmongTheLeftoversIsNotFollowed) {
 }
 
 TEST_F(csman_process_test, KilledWritersLeaveAWholeItemAndNothingElse) {
-    std::mt19937 random(1);
+    random_steps random = {1};
     ASSERT_EQ(write_both(open_store(), 0), 0);
     for (int round = 0; round < 40; round++) {
         const pid_t writer = start_child([this] {
@@ -181,12 +191,12 @@ TEST_F(csman_process_test, KilledWritersLeaveAWholeItemAndNothingElse) {
             for (unsigned step = 0;; step++) {
                 if (write_both(store, step) != 0)
                     return 1;
-                counters_->done++;
+                counters->done++;
             }
         });
-        wait_for_progress(1 + random() % 8);
+        wait_for_progress(1 + random.next() % 8);
         // Some instructions into the next write, nobody knows where.
-        for (volatile unsigned spin = static_cast<unsigned>(random() % 20000); spin > 0; spin = spin - 1) {
+        for (volatile unsigned spin = random.next() % 20000; spin > 0; spin = spin - 1) {
         }
         ASSERT_EQ(kill(writer, SIGKILL), 0);
         ASSERT_EQ(wait_child(writer), 128 + SIGKILL);
@@ -227,7 +237,7 @@ std::vector<std::string> open_files() {
 }
 
 TEST_F(csman_process_test, CancelledThreadsLeaveNothingBehind) {
-    std::mt19937 random(2);
+    random_steps random = {2};
     ASSERT_EQ(write_both(open_store(), 0), 0);
     const std::vector<std::string> before = open_files();
     for (int round = 0; round < 200; round++) {
@@ -235,10 +245,10 @@ TEST_F(csman_process_test, CancelledThreadsLeaveNothingBehind) {
         cancelled_thread work = {open_store(), &steps};
         pthread_t thread;
         ASSERT_EQ(pthread_create(&thread, nullptr, read_and_write, &work), 0);
-        const unsigned wanted = 1 + static_cast<unsigned>(random() % 8);
+        const unsigned wanted = 1 + random.next() % 8;
         while (steps < wanted)
             sched_yield();
-        for (volatile unsigned spin = static_cast<unsigned>(random() % 20000); spin > 0; spin = spin - 1) {
+        for (volatile unsigned spin = random.next() % 20000; spin > 0; spin = spin - 1) {
         }
         ASSERT_EQ(pthread_cancel(thread), 0);
         ASSERT_EQ(pthread_join(thread, nullptr), 0);

@@ -62,7 +62,7 @@ TEST_F(csman_test, ItemIsATextFileNamedByItsCsid) {
     EXPECT_EQ(read_file(store_file("0x00150785")), "int -42\n");
     set_text("eth0");
     EXPECT_EQ(read_file(store_file("0x8001000b")), "string eth0\n");
-    EXPECT_EQ(names_in(store_), (std::vector<std::string>{"0x00150785", "0x8001000b"}));
+    EXPECT_EQ(names_in(store_dir), (std::vector<std::string>{"0x00150785", "0x8001000b"}));
 }
 
 TEST_F(csman_test, EveryBitOfACsidCounts) {
@@ -174,7 +174,7 @@ TEST_F(csman_test, FileMayBeWrittenByHand) {
 }
 
 TEST_F(csman_test, PlantedLinkIsNotFollowed) {
-    const std::string target = root_ + "/target";
+    const std::string target = root + "/target";
     write_file(target, "int 1\n");
     open_store();
     ASSERT_EQ(symlink(target.c_str(), store_file("0x00150785").c_str()), 0);
@@ -202,7 +202,7 @@ TEST_F(csman_test, DirectoryInAnItemsPlaceFailsAndLeavesNoFile) {
     EXPECT_LT(read_csman_int(open_store(), wan_enable, &value), 0);
     EXPECT_LT(write_csman_int(open_store(), wan_enable, 1), 0);
     EXPECT_EQ(value, untouched);
-    EXPECT_EQ(names_in(store_), std::vector<std::string>{"0x00150785"});
+    EXPECT_EQ(names_in(store_dir), std::vector<std::string>{"0x00150785"});
 }
 
 TEST_F(csman_test, WrongArgumentsFail) {
@@ -257,14 +257,14 @@ TEST_F(csman_test, CallsLeaveErrnoAlone) {
 
 TEST_F(csman_test, MissingDirectoryIsMadeAndOnlyTheLastOne) {
     open_store();
-    EXPECT_EQ(mode_of(store_), static_cast<mode_t>(S_IFDIR | 02770));
-    ASSERT_EQ(setenv("CSMAN_DIR", (root_ + "/a/b").c_str(), 1), 0);
+    EXPECT_EQ(mode_of(store_dir), static_cast<mode_t>(S_IFDIR | 02770));
+    ASSERT_EQ(setenv("CSMAN_DIR", (root + "/a/b").c_str(), 1), 0);
     EXPECT_LT(open_csman(0, 0), 0);
-    EXPECT_EQ(names_in(root_), std::vector<std::string>{"store"});
+    EXPECT_EQ(names_in(root), std::vector<std::string>{"store"});
 }
 
 TEST_F(csman_test, FileInTheDirectorysPlaceFailsToOpen) {
-    write_file(store_, "int 1\n");
+    write_file(store_dir, "int 1\n");
     EXPECT_LT(open_csman(0, 0), 0);
 }
 
@@ -276,15 +276,15 @@ TEST_F(csman_test, DefaultDirectoryIsTakenWhenNoneIsNamed) {
 }
 
 TEST_F(csman_test, ItemFollowsTheDirectorysPermissionsWhateverTheUmask) {
-    const mode_t before = umask(0777);
+    const mode_t before = umask(0077);
     open_store();
     EXPECT_EQ(write_csman_int(open_store(), 1, 1), 0);
-    EXPECT_EQ(chmod(store_.c_str(), 0755), 0);
+    EXPECT_EQ(chmod(store_dir.c_str(), 0755), 0);
     EXPECT_EQ(write_csman_int(open_store(), 2, 2), 0);
-    EXPECT_EQ(chmod(store_.c_str(), 0700), 0);
+    EXPECT_EQ(chmod(store_dir.c_str(), 0700), 0);
     EXPECT_EQ(write_csman_int(open_store(), 3, 3), 0);
     umask(before);
-    EXPECT_EQ(mode_of(store_), static_cast<mode_t>(S_IFDIR | 0700));
+    EXPECT_EQ(mode_of(store_dir), static_cast<mode_t>(S_IFDIR | 0700));
     EXPECT_EQ(mode_of(store_file("0x00000001")), static_cast<mode_t>(S_IFREG | 0660));
     EXPECT_EQ(mode_of(store_file("0x00000002")), static_cast<mode_t>(S_IFREG | 0644));
     EXPECT_EQ(mode_of(store_file("0x00000003")), static_cast<mode_t>(S_IFREG | 0600));
@@ -301,9 +301,9 @@ gid_t other_group() {
 
 TEST_F(csman_test, ItemFollowsTheDirectorysGroup) {
     open_store();
-    ASSERT_EQ(chown(store_.c_str(), static_cast<uid_t>(-1), other_group()), 0);
+    ASSERT_EQ(chown(store_dir.c_str(), static_cast<uid_t>(-1), other_group()), 0);
     // Without the set-group-id bit, so that it is the writer's doing.
-    ASSERT_EQ(chmod(store_.c_str(), 0770), 0);
+    ASSERT_EQ(chmod(store_dir.c_str(), 0770), 0);
     EXPECT_EQ(write_csman_int(open_store(), wan_enable, 1), 0);
     struct stat status;
     ASSERT_EQ(stat(store_file("0x00150785").c_str(), &status), 0);
@@ -316,8 +316,8 @@ bool become_unprivileged() {
 }
 
 TEST_F(csman_test, StrangerIsKeptOut) {
-    ASSERT_EQ(chmod(root_.c_str(), 0755), 0);
-    ASSERT_EQ(mkdir(store_.c_str(), 0000), 0);
+    ASSERT_EQ(chmod(root.c_str(), 0755), 0);
+    ASSERT_EQ(mkdir(store_dir.c_str(), 0000), 0);
     const pid_t child = start_child([] {
         if (!become_unprivileged())
             return 2;
@@ -328,8 +328,8 @@ TEST_F(csman_test, StrangerIsKeptOut) {
 
 TEST_F(csman_test, WhoMayOnlyReadReads) {
     EXPECT_EQ(write_csman_int(open_store(), wan_enable, 5), 0);
-    ASSERT_EQ(chmod(root_.c_str(), 0755), 0);
-    ASSERT_EQ(chmod(store_.c_str(), 0555), 0);
+    ASSERT_EQ(chmod(root.c_str(), 0755), 0);
+    ASSERT_EQ(chmod(store_dir.c_str(), 0555), 0);
     ASSERT_EQ(chmod(store_file("0x00150785").c_str(), 0444), 0);
     const pid_t child = start_child([] {
         int value = 0;
@@ -341,13 +341,13 @@ TEST_F(csman_test, WhoMayOnlyReadReads) {
     });
     EXPECT_EQ(wait_child(child), 0);
     EXPECT_EQ(read_int(wan_enable), 5);
-    EXPECT_EQ(names_in(store_), std::vector<std::string>{"0x00150785"});
-    ASSERT_EQ(chmod(store_.c_str(), 0755), 0);
+    EXPECT_EQ(names_in(store_dir), std::vector<std::string>{"0x00150785"});
+    ASSERT_EQ(chmod(store_dir.c_str(), 0755), 0);
 }
 
 TEST_F(csman_test, StoreThatWasRemovedFailsAndEndsItsAttempts) {
     open_store();
-    ASSERT_EQ(rmdir(store_.c_str()), 0);
+    ASSERT_EQ(rmdir(store_dir.c_str()), 0);
     int value = untouched;
     EXPECT_LT(read_csman_int(open_store(), wan_enable, &value), 0);
     EXPECT_LT(write_csman_int(open_store(), wan_enable, 1), 0);

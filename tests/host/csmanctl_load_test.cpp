@@ -12,19 +12,20 @@ class csmanctl_load_test : public host_test {
 protected:
     // Loads `text` as a file; the tool's messages then begin with this path.
     tool_result load(const std::string& text) {
-        write_file(path_, text);
-        return tool({"load", path_});
+        write_file(settings_path, text);
+        return tool({"load", settings_path});
     }
 
     void expect_refused(const std::string& text, const std::string& why) {
         const tool_result result = load(text);
         EXPECT_EQ(result.status, 1);
         EXPECT_EQ(result.output, "");
-        EXPECT_EQ(result.errors, "csmanctl: " + path_ + why + "\ncsmanctl: " + path_ + ": nothing was changed\n");
-        EXPECT_TRUE(names_in(store_).empty()) << text;
+        EXPECT_EQ(result.errors,
+                  "csmanctl: " + settings_path + why + "\ncsmanctl: " + settings_path + ": nothing was changed\n");
+        EXPECT_TRUE(names_in(store_dir).empty()) << text;
     }
 
-    std::string path_ = root_ + "/settings";
+    std::string settings_path = root + "/settings";
 };
 
 TEST_F(csmanctl_load_test, FileIsLoaded) {
@@ -60,7 +61,7 @@ TEST_F(csmanctl_load_test, StandardInputIsLoaded) {
 TEST_F(csmanctl_load_test, EmptyFileChangesNothing) {
     EXPECT_EQ(load("").status, 0);
     EXPECT_EQ(load("\n# only words\n").status, 0);
-    EXPECT_TRUE(names_in(store_).empty());
+    EXPECT_TRUE(names_in(store_dir).empty());
 }
 
 TEST_F(csmanctl_load_test, ListIsLoadedBackAsItWas) {
@@ -70,7 +71,7 @@ TEST_F(csmanctl_load_test, ListIsLoadedBackAsItWas) {
     ASSERT_EQ(tool({"set-string", "0x201", std::string(1023, 'x')}).status, 0);
     ASSERT_EQ(tool({"set", "sim1.sinr", "-2147483648"}).status, 0);
     const std::string listed = tool({"list", "--all"}).output;
-    std::filesystem::remove_all(store_);
+    std::filesystem::remove_all(store_dir);
     EXPECT_EQ(load(listed).status, 0);
     EXPECT_EQ(tool({"list", "--all"}).output, listed);
     EXPECT_EQ(read_file(store_file("0x00000200")), "string \"q\\\n\t\x01\xc3\xa4 \n");
@@ -94,17 +95,18 @@ TEST_F(csmanctl_load_test, OneWrongLineStopsEverything) {
 }
 
 TEST_F(csmanctl_load_test, EveryWrongLineIsTold) {
-    expect_refused("a 1\nwan.enable 1\nb 2\n", ":1: unknown item 'a'\ncsmanctl: " + path_ + ":3: unknown item 'b'");
+    expect_refused("a 1\nwan.enable 1\nb 2\n",
+                   ":1: unknown item 'a'\ncsmanctl: " + settings_path + ":3: unknown item 'b'");
 }
 
 TEST_F(csmanctl_load_test, FileThatCannotBeReadIsReported) {
-    const tool_result missing = tool({"load", root_ + "/missing"});
+    const tool_result missing = tool({"load", root + "/missing"});
     EXPECT_EQ(missing.status, 1);
-    EXPECT_EQ(missing.errors, "csmanctl: can't open " + root_ + "/missing: No such file or directory\n");
-    const tool_result directory = tool({"load", root_});
+    EXPECT_EQ(missing.errors, "csmanctl: can't open " + root + "/missing: No such file or directory\n");
+    const tool_result directory = tool({"load", root});
     EXPECT_EQ(directory.status, 1);
     EXPECT_EQ(directory.errors,
-              "csmanctl: can't read " + root_ + ": Is a directory\ncsmanctl: " + root_ + ": nothing was changed\n");
+              "csmanctl: can't read " + root + ": Is a directory\ncsmanctl: " + root + ": nothing was changed\n");
 }
 
 TEST_F(csmanctl_load_test, WhatWasWrittenBeforeAFailureIsPutBack) {
@@ -115,7 +117,7 @@ TEST_F(csmanctl_load_test, WhatWasWrittenBeforeAFailureIsPutBack) {
     EXPECT_EQ(result.status, 1);
     EXPECT_EQ(result.errors, "csmanctl: wan.enable: Is a directory; nothing was changed\n");
     EXPECT_EQ(read_file(store_file("0x00150783")), "int 5\n");
-    EXPECT_EQ(names_in(store_), (std::vector<std::string>{"0x00150783", "0x00150785"}));
+    EXPECT_EQ(names_in(store_dir), (std::vector<std::string>{"0x00150783", "0x00150785"}));
 }
 
 } // namespace

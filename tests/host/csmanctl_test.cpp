@@ -86,7 +86,7 @@ TEST_F(csmanctl_test, ValueThatTheItemCannotHoldIsRefused) {
     expect_misuse({"set-string", "0x123", std::string(1024, 'x')}, "0x123: a text has at most 1023 bytes");
     expect_misuse({"set", "wan.name.1", std::string(1024, 'x')},
                   "wan.name.1: a text has at most 1023 bytes, and no NUL");
-    EXPECT_TRUE(names_in(store_).empty());
+    EXPECT_TRUE(names_in(store_dir).empty());
 }
 
 TEST_F(csmanctl_test, CommandLineThatIsWrongIsExplained) {
@@ -119,7 +119,7 @@ TEST_F(csmanctl_test, FileThatHoldsNoItemIsReported) {
     open_store();
     write_file(store_file("0x00150785"), "garbage\n");
     expect_done({"set", "wan.view", "1"}, "");
-    const std::string error = "csmanctl: wan.enable: its file in " + store_ + " holds no item\n";
+    const std::string error = "csmanctl: wan.enable: its file in " + store_dir + " holds no item\n";
     expect_failed({"get", "wan.enable"}, error);
     const tool_result listed = tool({"list"});
     EXPECT_EQ(listed.status, 1);
@@ -155,9 +155,9 @@ TEST_F(csmanctl_test, ListOfAllNamesTheUnsetOnesInComments) {
 }
 
 TEST_F(csmanctl_test, StoreThatCannotBeOpenedIsReported) {
-    write_file(store_, "not a directory");
-    expect_failed({"list"}, "csmanctl: can't open the store " + store_ + ": Not a directory\n");
-    expect_failed({"get", "wan.enable"}, "csmanctl: can't open the store " + store_ + ": Not a directory\n");
+    write_file(store_dir, "not a directory");
+    expect_failed({"list"}, "csmanctl: can't open the store " + store_dir + ": Not a directory\n");
+    expect_failed({"get", "wan.enable"}, "csmanctl: can't open the store " + store_dir + ": Not a directory\n");
 }
 
 TEST_F(csmanctl_test, ItemThatCannotBeWrittenIsReported) {
@@ -177,7 +177,7 @@ TEST_F(csmanctl_test, HelpNamesEveryCommand) {
                                     "load FILE", "watch [--count N] [ITEM...]", "items [--markdown]", "CSMAN_DIR"})
             EXPECT_THAT(help.output, HasSubstr(command));
     }
-    EXPECT_FALSE(std::filesystem::exists(store_)) << "help opened the store";
+    EXPECT_FALSE(std::filesystem::exists(store_dir)) << "help opened the store";
 }
 
 TEST_F(csmanctl_test, PageOfTheDocumentsIsWhatTheToolPrints) {
@@ -195,7 +195,7 @@ TEST_F(csmanctl_test, TableForTheTerminalHasALineForEachRow) {
 TEST_F(csmanctl_test, OutputThatCannotBeWrittenIsAFailure) {
     open_store();
     const int full = open("/dev/full", O_WRONLY | O_CLOEXEC);
-    const std::string err_path = root_ + "/err";
+    const std::string err_path = root + "/err";
     const int err = open(err_path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
     ASSERT_GE(full, 0);
     ASSERT_GE(err, 0);
@@ -212,33 +212,33 @@ public:
         int ends[2] = {-1, -1};
         EXPECT_EQ(pipe2(ends, O_CLOEXEC), 0);
         const int nothing = open("/dev/null", O_RDONLY | O_CLOEXEC);
-        child_ = start_tool(given, nothing, ends[1], ends[1]);
+        child_pid = start_tool(given, nothing, ends[1], ends[1]);
         close(nothing);
         close(ends[1]);
-        lines_ = fdopen(ends[0], "r");
+        output = fdopen(ends[0], "r");
     }
 
     watching(const watching&) = delete;
     watching& operator=(const watching&) = delete;
 
-    ~watching() { fclose(lines_); }
+    ~watching() { fclose(output); }
 
     // Waits for the next line; empty at the end of the output.
     std::string line() {
         char text[256] = "";
-        return fgets(text, sizeof text, lines_) != nullptr ? text : "";
+        return fgets(text, sizeof text, output) != nullptr ? text : "";
     }
 
-    int end() const { return wait_child(child_); }
+    int end() const { return wait_child(child_pid); }
 
     int interrupt() const {
-        EXPECT_EQ(kill(child_, SIGINT), 0);
+        EXPECT_EQ(kill(child_pid, SIGINT), 0);
         return end();
     }
 
 private:
-    pid_t child_ = -1;
-    FILE* lines_ = nullptr;
+    pid_t child_pid = -1;
+    FILE* output = nullptr;
 };
 
 TEST_F(csmanctl_test, WatchPrintsItemsAndThenTheirChanges) {
@@ -273,7 +273,7 @@ TEST_F(csmanctl_test, WatchEndsWhenTheStoreIsRemoved) {
     ASSERT_EQ(write_csman_int(open_store(), 0x80150433, 1), 0);
     watching watch({"watch", "wan.view"});
     EXPECT_EQ(watch.line(), "wan.view 1\n");
-    std::filesystem::rename(store_, store_ + ".old");
+    std::filesystem::rename(store_dir, store_dir + ".old");
     EXPECT_EQ(watch.line(), "csmanctl: the store was removed\n");
     EXPECT_EQ(watch.end(), 1);
 }

@@ -17,35 +17,36 @@ namespace {
 
 class exec_cmd_test : public host_test {
 protected:
-    exec_cmd_test() { EXPECT_EQ(setenv("UTILS_LOG", log_.c_str(), 1), 0); }
+    exec_cmd_test() { EXPECT_EQ(setenv("UTILS_LOG", log_path.c_str(), 1), 0); }
     ~exec_cmd_test() override { EXPECT_EQ(unsetenv("UTILS_LOG"), 0); }
 
     int run(const std::string& command) { return _exec_cmd(12, "file", "func", 34, "%s", command.c_str()); }
 
-    std::string log_ = root_ + "/log";
-    std::string out_ = root_ + "/out";
+    std::string log_path = root + "/log";
+    std::string out_file = root + "/out";
 };
 
 // Restores a signal's action at the end of a test.
 class action_guard {
 public:
-    action_guard(int signal, void (*handler)(int)) : signal_(signal) {
+    action_guard(int signal, void (*handler)(int)) : number(signal) {
         struct sigaction action = {};
         action.sa_handler = handler;
-        EXPECT_EQ(sigaction(signal_, &action, &before_), 0);
+        EXPECT_EQ(sigaction(number, &action, &previous), 0);
     }
     action_guard(const action_guard&) = delete;
     action_guard& operator=(const action_guard&) = delete;
-    ~action_guard() { EXPECT_EQ(sigaction(signal_, &before_, nullptr), 0); }
+    ~action_guard() { EXPECT_EQ(sigaction(number, &previous, nullptr), 0); }
 
 private:
-    int signal_;
-    struct sigaction before_ = {};
+    int number;
+    struct sigaction previous = {};
 };
 
 TEST_F(exec_cmd_test, CommandIsFormattedAndRunByTheShell) {
-    EXPECT_EQ(_exec_cmd(1, "f", "f", 2, "echo %s %d > %s && test -s %s", "it is", 42, out_.c_str(), out_.c_str()), 0);
-    EXPECT_EQ(read_file(out_), "it is 42\n");
+    EXPECT_EQ(
+        _exec_cmd(1, "f", "f", 2, "echo %s %d > %s && test -s %s", "it is", 42, out_file.c_str(), out_file.c_str()), 0);
+    EXPECT_EQ(read_file(out_file), "it is 42\n");
 }
 
 TEST_F(exec_cmd_test, StatusIsTheCommandsOwn) {
@@ -53,14 +54,14 @@ TEST_F(exec_cmd_test, StatusIsTheCommandsOwn) {
     EXPECT_EQ(run("exit 3"), 3);
     EXPECT_EQ(run("exit 255"), 255);
     EXPECT_EQ(run("kill -KILL $$"), 128 + SIGKILL);
-    EXPECT_EQ(run(root_ + "/missing 2> /dev/null"), 127);
+    EXPECT_EQ(run(root + "/missing 2> /dev/null"), 127);
 }
 
 TEST_F(exec_cmd_test, LogTellsWhoAskedForWhat) {
     EXPECT_EQ(_exec_cmd(812, "dashboard_wan", "xml_wan_traffic_sec", 97, "true %s", "a b"), 0);
     EXPECT_EQ(_exec_cmd(-1, nullptr, nullptr, 0, "true\ntrue"), 0);
-    EXPECT_EQ(read_file(log_), "pid=812 file=dashboard_wan func=xml_wan_traffic_sec line=97 cmd=true a b\n"
-                               "pid=-1 file=- func=- line=0 cmd=true?true\n");
+    EXPECT_EQ(read_file(log_path), "pid=812 file=dashboard_wan func=xml_wan_traffic_sec line=97 cmd=true a b\n"
+                                   "pid=-1 file=- func=- line=0 cmd=true?true\n");
 }
 
 TEST_F(exec_cmd_test, NothingIsLoggedWithoutAName) {
@@ -68,34 +69,34 @@ TEST_F(exec_cmd_test, NothingIsLoggedWithoutAName) {
     EXPECT_EQ(run("true"), 0);
     EXPECT_EQ(unsetenv("UTILS_LOG"), 0);
     EXPECT_EQ(run("true"), 0);
-    EXPECT_TRUE(names_in(root_).empty());
+    EXPECT_TRUE(names_in(root).empty());
 }
 
 TEST_F(exec_cmd_test, LogThatCannotBeWrittenDoesNotStopTheCommand) {
-    EXPECT_EQ(setenv("UTILS_LOG", root_.c_str(), 1), 0);
+    EXPECT_EQ(setenv("UTILS_LOG", root.c_str(), 1), 0);
     EXPECT_EQ(run("exit 7"), 7);
 }
 
 TEST_F(exec_cmd_test, LogIsNotWrittenThroughALink) {
-    write_file(out_, "precious");
-    ASSERT_EQ(symlink(out_.c_str(), log_.c_str()), 0);
+    write_file(out_file, "precious");
+    ASSERT_EQ(symlink(out_file.c_str(), log_path.c_str()), 0);
     EXPECT_EQ(run("true"), 0);
-    EXPECT_EQ(read_file(out_), "precious");
+    EXPECT_EQ(read_file(out_file), "precious");
 }
 
 TEST_F(exec_cmd_test, CommandThatIsTooLongIsNotRun) {
-    const std::string head = "touch " + out_ + " #";
+    const std::string head = "touch " + out_file + " #";
     const std::string longest = head + std::string(2047 - head.size(), 'x');
     EXPECT_LT(run(longest + "x"), 0);
-    EXPECT_FALSE(std::filesystem::exists(out_));
-    EXPECT_EQ(read_file(log_), "pid=12 file=file func=func line=34 refused, too long=" + longest + "\n");
+    EXPECT_FALSE(std::filesystem::exists(out_file));
+    EXPECT_EQ(read_file(log_path), "pid=12 file=file func=func line=34 refused, too long=" + longest + "\n");
     EXPECT_EQ(run(longest), 0);
-    EXPECT_TRUE(std::filesystem::exists(out_));
+    EXPECT_TRUE(std::filesystem::exists(out_file));
 }
 
 TEST_F(exec_cmd_test, BackgroundCommandIsNotWaitedFor) {
-    EXPECT_EQ(run("sleep 1000 & echo $! > " + out_), 0);
-    const pid_t sleeper = static_cast<pid_t>(std::stol(read_file(out_)));
+    EXPECT_EQ(run("sleep 1000 & echo $! > " + out_file), 0);
+    const pid_t sleeper = static_cast<pid_t>(std::stol(read_file(out_file)));
     EXPECT_EQ(kill(sleeper, SIGKILL), 0);
 }
 
@@ -107,10 +108,10 @@ TEST_F(exec_cmd_test, ChildBlocksNoSignalAlthoughTheCallerDoes) {
     sigaddset(&blocked, SIGTERM);
     sigaddset(&blocked, SIGALRM);
     ASSERT_EQ(pthread_sigmask(SIG_BLOCK, &blocked, &before), 0);
-    EXPECT_EQ(run("grep SigBlk: /proc/self/status > " + out_), 0);
+    EXPECT_EQ(run("grep SigBlk: /proc/self/status > " + out_file), 0);
     EXPECT_EQ(run("kill -TERM $$"), 128 + SIGTERM);
     ASSERT_EQ(pthread_sigmask(SIG_SETMASK, &before, nullptr), 0);
-    EXPECT_EQ(read_file(out_), "SigBlk:\t0000000000000000\n");
+    EXPECT_EQ(read_file(out_file), "SigBlk:\t0000000000000000\n");
 }
 
 TEST_F(exec_cmd_test, ChildDiesOfSignalsThatTheCallerIgnores) {
@@ -138,8 +139,8 @@ TEST_F(exec_cmd_test, CallersSignalsStayItsOwnWhileACommandRuns) {
 TEST_F(exec_cmd_test, CommandRunsAlsoWhereChildrenAreNotKept) {
     const action_guard child(SIGCHLD, SIG_IGN);
     // The kernel throws the status away, so the answer is that there is none.
-    EXPECT_LT(run("touch " + out_), 0);
-    EXPECT_TRUE(std::filesystem::exists(out_));
+    EXPECT_LT(run("touch " + out_file), 0);
+    EXPECT_TRUE(std::filesystem::exists(out_file));
 }
 
 TEST_F(exec_cmd_test, OtherChildrenOfTheCallerAreLeftToIt) {
@@ -155,16 +156,16 @@ void* run_hanging(void* command) {
 }
 
 TEST_F(exec_cmd_test, ThreadThatWaitsForAHangingCommandCanBeCancelled) {
-    std::string command = "echo $$ > " + out_ + ".new; mv " + out_ + ".new " + out_ + "; exec sleep 1000";
+    std::string command = "echo $$ > " + out_file + ".new; mv " + out_file + ".new " + out_file + "; exec sleep 1000";
     pthread_t thread;
     ASSERT_EQ(pthread_create(&thread, nullptr, run_hanging, command.data()), 0);
-    while (!std::filesystem::exists(out_))
+    while (!std::filesystem::exists(out_file))
         sched_yield();
     ASSERT_EQ(pthread_cancel(thread), 0);
     void* result = nullptr;
     ASSERT_EQ(pthread_join(thread, &result), 0);
     EXPECT_EQ(result, PTHREAD_CANCELED);
-    const pid_t sleeper = static_cast<pid_t>(std::stol(read_file(out_)));
+    const pid_t sleeper = static_cast<pid_t>(std::stol(read_file(out_file)));
     EXPECT_EQ(kill(sleeper, SIGKILL), 0);
     EXPECT_EQ(wait_child(sleeper), 128 + SIGKILL);
 }

@@ -89,30 +89,30 @@ pid_t start_tool(const std::vector<std::string>& given, int in, int out, int err
 host_test::host_test() {
     char path[] = "/tmp/host_test_XXXXXX";
     EXPECT_NE(mkdtemp(path), nullptr);
-    root_ = path;
-    store_ = root_ + "/store";
-    EXPECT_EQ(setenv("CSMAN_DIR", store_.c_str(), 1), 0);
+    root = path;
+    store_dir = root + "/store";
+    EXPECT_EQ(setenv("CSMAN_DIR", store_dir.c_str(), 1), 0);
 }
 
 host_test::~host_test() {
-    if (handle_ >= 0) {
-        EXPECT_EQ(close_csman(handle_), 0);
+    if (opened >= 0) {
+        EXPECT_EQ(close_csman(opened), 0);
     }
     std::error_code ignored;
-    std::filesystem::remove_all(root_, ignored);
+    std::filesystem::remove_all(root, ignored);
 }
 
 int host_test::open_store() {
-    if (handle_ < 0)
-        handle_ = open_csman(0, 0);
-    EXPECT_GE(handle_, 0);
-    return handle_;
+    if (opened < 0)
+        opened = open_csman(0, 0);
+    EXPECT_GE(opened, 0);
+    return opened;
 }
 
 tool_result host_test::tool(const std::vector<std::string>& given, const std::string& input) const {
-    const std::string in_path = root_ + "/in";
-    const std::string out_path = root_ + "/out";
-    const std::string err_path = root_ + "/err";
+    const std::string in_path = root + "/in";
+    const std::string out_path = root + "/out";
+    const std::string err_path = root + "/err";
     write_file(in_path, input);
     const int in = open_plain(in_path, O_RDONLY);
     const int out = open_plain(out_path, O_WRONLY | O_CREAT | O_TRUNC);
@@ -126,7 +126,7 @@ tool_result host_test::tool(const std::vector<std::string>& given, const std::st
 
 std::vector<std::string> host_test::temporaries() const {
     std::vector<std::string> found;
-    for (const std::string& name : names_in(store_)) {
+    for (const std::string& name : names_in(store_dir)) {
         if (name.compare(0, 2, "0x") != 0)
             found.push_back(name);
     }

@@ -39,7 +39,7 @@ protected:
     ~host_test() override;
 
     // A file of the store, by the csid's file name or any other.
-    std::string store_file(const std::string& name) const { return store_ + "/" + name; }
+    std::string store_file(const std::string& name) const { return store_dir + "/" + name; }
 
     // Opens the store through the library and closes it at the end of the test.
     int open_store();
@@ -50,11 +50,11 @@ protected:
     // Names in the store that belong to unfinished writes.
     std::vector<std::string> temporaries() const;
 
-    std::string root_;
-    std::string store_;
+    std::string root;
+    std::string store_dir;
 
 private:
-    int handle_ = -1;
+    int opened = -1;
 };
 
 } // namespace dashboard
