@@ -53,13 +53,17 @@ bool scan_number(Source& source, scanned_number<Number>& number) {
     if (number.negative || source.peek() == '+') {
         source.skip();
     }
+    constexpr Number largest = std::numeric_limits<Number>::max();
     const bool found = is_digit(source.peek());
+    Number magnitude = 0;
     for (int c = source.peek(); is_digit(c); c = source.peek()) {
         const Number digit = static_cast<Number>(c - '0');
-        number.overflow = number.overflow || number.magnitude > (std::numeric_limits<Number>::max() - digit) / 10;
-        number.magnitude = number.magnitude * 10 + digit;
+        // Divided is the constant only: the router has no division of 64 bits.
+        number.overflow = number.overflow || magnitude > largest / 10 || magnitude * 10 > largest - digit;
+        magnitude = magnitude * 10 + digit;
         source.skip();
     }
+    number.magnitude = magnitude;
     return found;
 }
 
