@@ -39,6 +39,7 @@ std::string read_file(const std::string& path) {
 
 std::vector<char*> pointers(std::vector<std::string>& texts) {
     std::vector<char*> found;
+    found.reserve(texts.size() + 1);
     for (std::string& text : texts) {
         found.push_back(text.data());
     }
@@ -58,7 +59,7 @@ std::vector<std::string> environment(const test_world& world) {
         // the marks of its frames on its stack, over which the sanitizer's own farewell to the signal stack stumbles.
         "ASAN_OPTIONS=verify_asan_link_order=0:detect_leaks=0:use_sigaltstack=0",
         "UBSAN_OPTIONS=print_stacktrace=1",
-        "TSAN_OPTIONS=halt_on_error=1:exitcode=66:suppressions=" DASHBOARD_TSAN_SUPPRESSIONS,
+        std::string("TSAN_OPTIONS=halt_on_error=1:exitcode=66:suppressions=\"") + DASHBOARD_TSAN_SUPPRESSIONS + "\"",
     };
     return variables;
 }

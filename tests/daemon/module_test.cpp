@@ -13,7 +13,6 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::EndsWith;
 using ::testing::HasSubstr;
-using ::testing::IsEmpty;
 using ::testing::Not;
 
 constexpr char sec_path[] = "/tmp/dashboard/wan_traffic_sec_0.xml";
@@ -282,6 +281,7 @@ TEST_F(modules, DeadInterfaceIsReportedEverySecond) {
 
 TEST_F(modules, SeventySixthInterfaceIsReportedEveryCycle) {
     std::vector<interface_bytes> interfaces;
+    interfaces.reserve(76);
     for (int i = 0; i < 76; ++i) {
         interfaces.push_back({"veth" + std::to_string(i), 1, 1});
     }

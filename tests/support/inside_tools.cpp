@@ -9,7 +9,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <sys/mman.h>
 #include <syslog.h>
 #include <unistd.h>
 
@@ -74,7 +73,7 @@ ssize_t read_inside(Read read_on, int descriptor) {
     return result;
 }
 
-void record_syslog(int priority, const char* format, va_list arguments) {
+__attribute__((format(printf, 2, 0))) void record_syslog(int priority, const char* format, va_list arguments) {
     char text[512];
     vsnprintf(text, sizeof text, format, arguments);
     record("syslog", "%d %s", priority, text);
@@ -205,12 +204,8 @@ void* noted(void* block, uint64_t size) {
 extern "C" {
 void* __real_malloc(size_t size) __attribute__((weak));
 void* __real_calloc(size_t count, size_t size) __attribute__((weak));
-void* __real_mmap(void* at, size_t size, int protection, int flags, int file, off_t from) __attribute__((weak));
-void* __real_mmap64(void* at, size_t size, int protection, int flags, int file, long long from) __attribute__((weak));
 void* __wrap_malloc(size_t size);
 void* __wrap_calloc(size_t count, size_t size);
-void* __wrap_mmap(void* at, size_t size, int protection, int flags, int file, off_t from);
-void* __wrap_mmap64(void* at, size_t size, int protection, int flags, int file, long long from);
 void* world_newest_block(size_t size);
 
 void* __wrap_malloc(size_t size) {
@@ -222,16 +217,7 @@ void* __wrap_calloc(size_t count, size_t size) {
     return must_fail("calloc", "", whole) ? nullptr : noted(__real_calloc(count, size), whole);
 }
 
-void* __wrap_mmap(void* at, size_t size, int protection, int flags, int file, off_t from) {
-    return must_fail("mmap", "", size) ? MAP_FAILED : noted(__real_mmap(at, size, protection, flags, file, from), size);
-}
-
-void* __wrap_mmap64(void* at, size_t size, int protection, int flags, int file, long long from) {
-    return must_fail("mmap", "", size) ? MAP_FAILED
-                                       : noted(__real_mmap64(at, size, protection, flags, file, from), size);
-}
-
-// The newest block of calloc or mmap, if it has that size, else null. Its owner may have freed it since.
+// The newest block of calloc, if it has that size, else null. Its owner may have freed it since.
 void* world_newest_block(size_t size) {
     const bool fits = __atomic_load_n(&newest_size, __ATOMIC_SEQ_CST) == size;
     return fits ? __atomic_load_n(&newest_block, __ATOMIC_SEQ_CST) : nullptr;

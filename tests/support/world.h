@@ -137,7 +137,7 @@ public:
     // The next `times` (-1: all) calls of `call` about a path or command that contains `about` fail with `error`, after
     // `skip` that succeed.
     void fail(const std::string& call, int error, const std::string& about = "", int32_t times = 1, int32_t skip = 0);
-    // The same for malloc, calloc and mmap of at least `size` bytes.
+    // The same for malloc and calloc of at least `size` bytes.
     void fail_allocation(const std::string& call, uint64_t size, int32_t times = 1);
     void fail_no_more();
 

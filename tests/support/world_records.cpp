@@ -1,5 +1,6 @@
 // What was called in a world, what shall fail in it, and its configuration store.
 #include "tests/support/world.h"
+#include "tests/support/world_text.h"
 
 #include <algorithm>
 #include <cstring>
@@ -8,14 +9,6 @@
 namespace dashboard::testing {
 
 namespace {
-
-template <size_t Size>
-void store(char (&out)[Size], const std::string& text) {
-    if (text.size() >= Size) {
-        throw std::length_error("too long for a world: " + text);
-    }
-    memcpy(out, text.c_str(), text.size() + 1);
-}
 
 void add_rule(world_state& state, const failure_rule& rule) {
     const state_guard guard(state);
