@@ -49,6 +49,13 @@ protected:
 
     ~csman_process_test() override { munmap(counters, sizeof(shared_counters)); }
 
+    // Waits for a child's first step.
+    void wait_for_start() const {
+        while (counters->done == 0)
+            sched_yield();
+    }
+
+    // Waits for some more steps of a child that goes on and on.
     void wait_for_progress(unsigned steps) const {
         const unsigned start = counters->done;
         while (counters->done - start < steps)
@@ -164,7 +171,7 @@ TEST_F(csman_process_test, FileOfALiveWriterIsNotSweptUntilItDies) {
         for (;;)
             pause();
     });
-    wait_for_progress(1);
+    wait_for_start();
     EXPECT_EQ(close_csman(open_csman(0, 0)), 0);
     EXPECT_EQ(temporaries().size(), 1u);
     ASSERT_EQ(kill(writer, SIGKILL), 0);
