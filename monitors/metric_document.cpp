@@ -103,7 +103,8 @@ const char* put_conversion(text_writer& out, const char* at, format_arguments& a
 
 void put_formatted(text_writer& out, const char* format, format_arguments& arguments) {
     while (*format != '\0' && out.fits) {
-        const size_t length = strcspn(format, "%");
+        const char* percent = strchr(format, '%');
+        const size_t length = percent != nullptr ? static_cast<size_t>(percent - format) : strlen(format);
         out.put(format, length);
         format += length;
         if (*format == '%') {
