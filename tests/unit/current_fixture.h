@@ -67,18 +67,21 @@ protected:
         }
         return text;
     }
+    static std::string port(const std::string& name, int state) {
+        return "  <" + name + ">" + std::to_string(state) + "</" + name + ">\n";
+    }
     // The ports with nothing configured, behind these Ethernet ports.
     static std::string ports(const std::vector<int>& eth = {}) {
         std::string text;
         int n = 0;
         for (const int state : eth) {
             const std::string name = "port_eth" + std::to_string(++n);
-            text += "  <" + name + ">" + std::to_string(state) + "</" + name + ">\n";
+            text += port(name, state);
         }
         for (const char* kind : {"port_3g", "port_use3g"}) {
             for (n = 1; n <= 16; ++n) {
                 const std::string name = kind + std::to_string(n);
-                text += "  <" + name + ">0</" + name + ">\n";
+                text += port(name, 0);
             }
         }
         return text + "  <port_wifi2g>0</port_wifi2g>\n  <port_wifi5g>0</port_wifi5g>\n  <port_power>0</port_power>\n";

@@ -21,10 +21,9 @@ std::string cpu_document(size_t cores, const std::vector<cpu_model_sample>& samp
     std::string body;
     for (const cpu_model_sample& sample : samples) {
         body += "    <time>" + std::to_string(sample.time) + "000</time>\n";
-        body += "    <cpu_usage>" + std::to_string(sample.value[0]) + "</cpu_usage>\n";
+        body += element_line("cpu_usage", sample.value[0]);
         for (size_t core = 0; core < cores; ++core) {
-            const std::string name = "cpu_usage" + std::to_string(core);
-            body += "    <" + name + ">" + std::to_string(sample.value[core + 1]) + "</" + name + ">\n";
+            body += element_line("cpu_usage" + std::to_string(core), sample.value[core + 1]);
         }
     }
     return datalist(body);

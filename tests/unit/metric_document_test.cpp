@@ -136,6 +136,14 @@ TEST_F(Document, DanglingPlantedLinkMakesNoFileElsewhere) {
     EXPECT_FALSE(world.exists("/tmp/victim"));
 }
 
+TEST_F(Document, PlantedPipeDoesNotHoldUpTheWriter) {
+    ASSERT_EQ(mkfifo(world.real_path(temporary).c_str(), 0600), 0);
+    metric_document document;
+    EXPECT_FALSE(open_document(document, names));
+    EXPECT_THAT(world.messages(), ElementsAre("warn[xml_some_sec]: open file(/tmp/dashboard/some_sec_tmp.xml) "
+                                              "error(No such device or address)!"));
+}
+
 TEST_F(Document, OpenFailureIsReportedInTheWordsOfItsModule) {
     world.fail("open", EACCES, temporary);
     document_names own = names;

@@ -133,7 +133,7 @@ TEST_F(Frame, AMinuteAveragesWhatCameSinceTheLastOne) {
     EXPECT_EQ(series_get(0, store.min)->value, 30u) << "0 to 60";
     EXPECT_EQ(series_get(0, store.min)->time, start + 60);
     // 121 samples have been pushed, 2 to 120 are held, positions 61..118 and 0 are averaged: 63..120 and 2.
-    EXPECT_EQ(series_get(1, store.min)->value, (58u * (63 + 120) / 2 + 2) / 59);
+    EXPECT_EQ(series_get(1, store.min)->value, (58ull * (63 + 120) / 2 + 2) / 59);
     EXPECT_EQ(store.min.roll_up_index, 1);
     EXPECT_EQ(store.hour.roll_up_index, 0);
     EXPECT_EQ(store.sec.roll_up_index, 0);
@@ -240,7 +240,7 @@ void expect_same(const metric_series<number>& series, const Ring& model) {
 TEST_F(Frame, AgreesWithThePlainModelWhateverTheClockDoes) {
     static constexpr int64_t steps[] = {1,  1,  1,  1,   1,   1,   1,    1,     0,     2,    30,
                                         59, 60, -1, -59, -60, -61, 1800, -1799, -1800, 3599, 3600};
-    std::mt19937_64 random(20);
+    std::mt19937_64 random(20); // NOLINT(cert-msc51-cpp): the same walk every time
     history_model<plain_sample<uint64_t, 1>> model(start);
     int64_t second = start;
     int empty = 0;

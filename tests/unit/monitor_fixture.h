@@ -22,6 +22,12 @@ inline constexpr uint32_t start_marker_item = 0x8015043e;
 // "<?xml ...", the lines of `body`, "</datalist>": the frame of every snapshot.
 std::string datalist(const std::string& body);
 
+// "    <name>value</name>", a line.
+template <class Number>
+std::string element_line(const std::string& name, Number value) {
+    return "    <" + name + ">" + std::to_string(value) + "</" + name + ">\n";
+}
+
 // The published path of a document: "wan_traffic_sec" names /tmp/dashboard/wan_traffic_sec_0.xml.
 std::string published(const std::string& document);
 

@@ -42,8 +42,7 @@ inline std::string traffic_document(const std::string& tag, const std::vector<si
             const std::string entity = tag + std::to_string(n);
             size_t kind = n - 1;
             for (const char* suffix : {"_tx", "_rx", "_txrx"}) {
-                const std::string name = entity + suffix;
-                body += "    <" + name + ">" + std::to_string(sample.value[kind]) + "</" + name + ">\n";
+                body += element_line(entity + suffix, sample.value[kind]);
                 kind += 16;
             }
         }
