@@ -144,7 +144,7 @@ void set_clock(time_t now) {
 
 std::string take_message() {
     const size_t place = newest_message.find("]: ");
-    const std::string text = place == std::string::npos ? "" : newest_message.substr(place + 3);
+    std::string text = place == std::string::npos ? "" : newest_message.substr(place + 3);
     newest_message.clear();
     return text;
 }
