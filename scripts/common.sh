@@ -68,3 +68,7 @@ ensure() {
 # What every build needs. /usr/include/stdlib.h stands for the C library's headers.
 # shellcheck disable=SC2034 # used by the scripts that read this file
 build_needs=(cmake:cmake ninja:ninja-build g++:g++ /usr/include/stdlib.h:libc6-dev)
+
+# What is installed, without the tests.
+# shellcheck disable=SC2034 # used by the scripts that read this file
+shipped_targets=(dashboard csman utils csmanctl)
