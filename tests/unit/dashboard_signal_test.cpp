@@ -85,10 +85,9 @@ TEST(SignalHandler, EndsTheProcessWith255) {
         listening_world world;
         const int lock_file = open("/dev/null", O_RDWR | O_CLOEXEC);
         const int status = status_of_child([&] {
-            handle(signal_number);
             pidFilehandle = lock_file;
             csman_handle = 7;
-            raise(signal_number);
+            signal_handler(signal_number);
         });
         close(lock_file);
         EXPECT_EQ(status, 255);
@@ -103,14 +102,13 @@ TEST(SignalHandler, SetsTheMainQuitFlagAndClosesThePidFileBeforeTheEnd) {
     listening_world world;
     const captured_output console(1);
     const int status = status_of_child([&] {
-        handle(SIGTERM);
         pidFilehandle = open("/dev/null", O_RDWR | O_CLOEXEC);
         atexit([] {
             printf("%d %d %d\n", get_main_quit_flag(), pidFilehandle.load(), csman_handle.load());
             fflush(stdout);
         });
         csman_handle = 7;
-        raise(SIGTERM);
+        signal_handler(SIGTERM);
     });
     EXPECT_EQ(status, 255);
     EXPECT_EQ(console.text(), "-1 -1 -1\n");
