@@ -115,11 +115,11 @@ TEST_F(AllAp, OnlyAPositiveViewerRequestPublishesTheSeconds) {
 
 TEST_F(AllAp, MinutesAndHoursListTimesOnly) {
     report_own(0, 1000);
-    for (int i = 1; i <= 60; ++i) {
+    for (int64_t i = 1; i <= 60; ++i) {
         ASSERT_EQ(loop_at(module, t0 + 60 * i, 1), 1);
     }
     std::string times;
-    for (int i = 1; i <= 60; ++i) {
+    for (int64_t i = 1; i <= 60; ++i) {
         times += "    <time>" + std::to_string(t0 + 60 * i) + "000</time>\n";
     }
     expect_file(min_name, datalist(times));

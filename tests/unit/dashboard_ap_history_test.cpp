@@ -71,14 +71,14 @@ TEST_F(ApHistory, AMinuteIsTheTruncatedMeanOfEveryCounter) {
 }
 
 TEST_F(ApHistory, FollowsTheModelThroughAnHourAndMore) {
-    for (int i = 1; i <= 620; ++i) {
-        live_at(t0 + 6 * i, i % 50 < 40 ? std::vector<int>{0, 1, 127} : std::vector<int>{0, 64}, 1);
+    for (int64_t i = 1; i <= 186; ++i) {
+        live_at(t0 + 20 * i, i % 50 < 40 ? std::vector<int>{0, 1, 127} : std::vector<int>{0, 64}, 1);
     }
     for (const int ap : {0, 1, 127}) {
         EXPECT_EQ(models.at(ap).hour.held.size(), 1u);
         EXPECT_TRUE(world.exists(hour_file(ap)));
     }
-    live_at(t0 + 6 * 621, {0, 1, 64, 127});
+    live_at(t0 + 3740, {0, 1, 64, 127});
     for (const int ap : {0, 1, 64, 127}) {
         expect_series(ap);
     }
@@ -88,12 +88,12 @@ TEST_F(ApHistory, FollowsTheModelUnderAWildClock) {
     std::mt19937 random(9);
     const int64_t jumps[] = {1, 1, 1, 2, 58, 59, 60, 61, 1799, 1800, 3599, 3600};
     int64_t now = t0;
-    for (int i = 0; i < 400; ++i) {
+    for (int i = 0; i < 200; ++i) {
         const int64_t jump = jumps[random() % std::size(jumps)];
         now += random() % 3 == 0 ? -jump : jump;
         live_at(now, {0, 3}, 4);
     }
-    ASSERT_GT(models.at(0).hour.held.size(), 20u);
+    ASSERT_GT(models.at(0).hour.held.size(), 5u);
     expect_series(0);
     expect_series(3);
     EXPECT_EQ(world.messages(),

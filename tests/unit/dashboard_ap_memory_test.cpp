@@ -100,7 +100,7 @@ TEST_F(ApMemory, OfOneAccessPointIsBoundedByItsBlock) {
     ASSERT_EQ(init(module), 1);
     report_all(1);
     const long before = resident_kb();
-    for (int i = 1; i <= 250; ++i) {
+    for (int64_t i = 1; i <= 250; ++i) {
         ASSERT_EQ(loop_at(module, t0 + 3600 * i, 1), 1);
     }
     expect_growth(before, slack_kb + 149'816 / 1024 + 8, "all slots of three series");

@@ -181,14 +181,14 @@ TEST_F(AllApStore, TheFirstApGetsItsMeanTheNextHalfOfItTheLastA128th) {
     EXPECT_EQ(mean.own[127], 7812u);
     for (uint64_t ap = 0; ap < 128; ++ap) {
         EXPECT_EQ(mean.own[ap], 3'000'000u / (3 * (ap + 1))) << ap;
-        EXPECT_EQ(mean.sum24[ap], 3 * 80'028u / (3 * (ap + 1))) << ap;
-        EXPECT_EQ(mean.sum50[ap], 3 * 160'028u / (3 * (ap + 1))) << ap;
+        EXPECT_EQ(mean.sum24[ap], 3 * uint64_t{80'028} / (3 * (ap + 1))) << ap;
+        EXPECT_EQ(mean.sum50[ap], 3 * uint64_t{160'028} / (3 * (ap + 1))) << ap;
         EXPECT_EQ(mean.present[ap], 0) << ap;
     }
 }
 
 TEST_F(AllApStore, AnHourDividesTheMinutesOnceMore) {
-    for (int i = 1; i <= 4; ++i) { // four minutes of one sample each, the last of them an hour's end
+    for (int64_t i = 1; i <= 4; ++i) { // four minutes of one sample each, the last of them an hour's end
         for (int ap = 0; ap < 128; ++ap) {
             report_traffic(ap, 1'000'000 * static_cast<uint64_t>(i), 0, 0);
         }

@@ -1,7 +1,6 @@
 // Traffic of each access point: who is followed, who is published, init and term.
 #include "tests/unit/ap_monitor_fixture.h"
 
-#include <cerrno>
 #include <string>
 
 namespace dashboard::testing {

@@ -1,7 +1,6 @@
 // Bond traffic: how the check follows the configuration and the kernel.
 #include "tests/unit/bond_fixture.h"
 
-#include <algorithm>
 #include <cerrno>
 #include <string>
 

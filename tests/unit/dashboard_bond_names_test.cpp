@@ -9,8 +9,6 @@
 namespace dashboard::testing {
 namespace {
 
-using ::testing::IsEmpty;
-
 class BondNames : public bond_fixture {
 protected:
     // The bond is up with this slave list, and these display names follow from it.

@@ -136,7 +136,7 @@ TEST_F(Bond, ADocumentShowsTheNewest60Samples) {
 TEST_F(Bond, NothingIsEverRolledUp) {
     bring_up();
     interfaces({{"bond0", 5, 6}});
-    for (int i = 1; i <= 3; ++i) {
+    for (int64_t i = 1; i <= 3; ++i) {
         ASSERT_EQ(loop_at(module, t0 + 3600 * i, 1), 1);
     }
     EXPECT_THAT(world.list("/tmp/dashboard"), ElementsAre("bond_traffic_sec_0.xml"));
