@@ -6,10 +6,11 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
+
 namespace dashboard::testing {
 namespace {
 
-using ::testing::Each;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
