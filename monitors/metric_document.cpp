@@ -63,37 +63,33 @@ struct text_writer {
     }
 };
 
-/// A va_list that functions can take turns with: it may be an array type, which no reference parameter takes.
-struct format_arguments {
-    va_list list;
-};
-
 /// Adds what the conversion at `at`, behind its percent sign, makes of the next argument. Returns what follows it.
-const char* put_conversion(text_writer& out, const char* at, format_arguments& arguments) {
+/// By reference: passed by value, the list would stand still for the caller on some machines.
+const char* put_conversion(text_writer& out, const char* at, va_list& arguments) {
     const auto is = [at](const char* conversion) { return strncmp(at, conversion, strlen(conversion)) == 0; };
     if (is("d")) {
-        out.put_signed(va_arg(arguments.list, int));
+        out.put_signed(va_arg(arguments, int));
         return at + 1;
     }
     if (is("llu")) {
-        out.put_unsigned(va_arg(arguments.list, unsigned long long));
+        out.put_unsigned(va_arg(arguments, unsigned long long));
         return at + 3;
     }
     if (is("ld")) {
-        out.put_signed(va_arg(arguments.list, long));
+        out.put_signed(va_arg(arguments, long));
         return at + 2;
     }
     if (is("u")) {
-        out.put_unsigned(va_arg(arguments.list, unsigned));
+        out.put_unsigned(va_arg(arguments, unsigned));
         return at + 1;
     }
     if (is("s")) {
-        const char* text = va_arg(arguments.list, const char*);
+        const char* text = va_arg(arguments, const char*);
         out.put(text, strlen(text));
         return at + 1;
     }
     if (is(".64s")) {
-        const char* text = va_arg(arguments.list, const char*);
+        const char* text = va_arg(arguments, const char*);
         out.put(text, strnlen(text, 64));
         return at + 4;
     }
@@ -101,7 +97,7 @@ const char* put_conversion(text_writer& out, const char* at, format_arguments& a
     return at;
 }
 
-void put_formatted(text_writer& out, const char* format, format_arguments& arguments) {
+void put_formatted(text_writer& out, const char* format, va_list& arguments) {
     while (*format != '\0' && out.fits) {
         const char* percent = strchr(format, '%');
         const size_t length = percent != nullptr ? static_cast<size_t>(percent - format) : strlen(format);
@@ -151,10 +147,10 @@ void document_printf(metric_document& document, const char* format, ...) {
     // The C library's printf would take three quarters of a busy cycle's instructions.
     char(&place)[longest_text] = room(document);
     text_writer out{place, place + longest_text - 1};
-    format_arguments arguments;
-    va_start(arguments.list, format);
+    va_list arguments;
+    va_start(arguments, format);
     put_formatted(out, format, arguments);
-    va_end(arguments.list);
+    va_end(arguments);
     if (out.fits) {
         document.used += static_cast<size_t>(out.at - place);
     }
