@@ -59,7 +59,7 @@ protected:
     void expect_state(int bond, const std::string& map, const std::vector<std::string>& names,
                       const std::vector<bond_second>& seconds = {}) {
         ASSERT_EQ(write_sec(bond), 1);
-        expect_file(file(bond), document(bond, map, names, seconds));
+        expect_published(file(bond), document(bond, map, names, seconds));
     }
 
     // Ready, with bond `bond` up; its slaves are eth0 and eth1, WAN 1 and 2; the map is "office".

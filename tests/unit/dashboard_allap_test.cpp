@@ -29,7 +29,7 @@ protected:
         values[txrx_of_group(0)] = own;
         report(ap, values);
     }
-    void expect_sec(const std::string& body) { expect_file(sec_name, datalist(body)); }
+    void expect_sec(const std::string& body) { expect_published(sec_name, datalist(body)); }
 };
 
 TEST_F(AllAp, ListsThePresentApsByTheirIndexAndOwnCount) {
@@ -40,13 +40,13 @@ TEST_F(AllAp, ListsThePresentApsByTheirIndexAndOwnCount) {
     report_own(7, 18446744073709551615u);
     report_own(31, 0);
     ASSERT_EQ(loop(module, 1), 1);
-    expect_file("/tmp/dashboard/aptraffic_allap_sec.xml", "<?xml version=\"1.0\" ?>\n"
-                                                          "<datalist>\n"
-                                                          "    <time>1700000000000</time>\n"
-                                                          "    <ap_0_TxRx>3</ap_0_TxRx>\n"
-                                                          "    <ap_7_TxRx>18446744073709551615</ap_7_TxRx>\n"
-                                                          "    <ap_31_TxRx>0</ap_31_TxRx>\n"
-                                                          "</datalist>\n");
+    expect_published("/tmp/dashboard/aptraffic_allap_sec.xml", "<?xml version=\"1.0\" ?>\n"
+                                                               "<datalist>\n"
+                                                               "    <time>1700000000000</time>\n"
+                                                               "    <ap_0_TxRx>3</ap_0_TxRx>\n"
+                                                               "    <ap_7_TxRx>18446744073709551615</ap_7_TxRx>\n"
+                                                               "    <ap_31_TxRx>0</ap_31_TxRx>\n"
+                                                               "</datalist>\n");
 }
 
 TEST_F(AllAp, ShowsTheFirst32Only) {
@@ -81,7 +81,7 @@ TEST_F(AllAp, ASecondWithoutAnyRecordLeavesNoSample) {
     EXPECT_THAT(world.messages(), ElementsAre("warn[get_ap_traffic_info]: sscanf rturn 0, should be 17*3",
                                               "warn[get_ap_traffic_info]: sscanf rturn 3, should be 17*3"));
     expect_sec("");
-    expect_file(min_name, datalist(""));
+    expect_published(min_name, datalist(""));
 }
 
 TEST_F(AllAp, AnApIsListedOnlyInTheSecondsInWhichItWasRead) {
@@ -122,8 +122,8 @@ TEST_F(AllAp, MinutesAndHoursListTimesOnly) {
     for (int64_t i = 1; i <= 60; ++i) {
         times += "    <time>" + std::to_string(t0 + 60 * i) + "000</time>\n";
     }
-    expect_file(min_name, datalist(times));
-    expect_file(hour_name, datalist("    <time>1700003600000</time>\n"));
+    expect_published(min_name, datalist(times));
+    expect_published(hour_name, datalist("    <time>1700003600000</time>\n"));
 }
 
 // ---- links
@@ -133,7 +133,7 @@ TEST_F(AllApUnready, InitPublishesThreeEmptyDocuments) {
     EXPECT_THAT(published_files(),
                 ElementsAre("aptraffic_allap_hour.xml", "aptraffic_allap_min.xml", "aptraffic_allap_sec.xml"));
     for (const std::string& name : {sec_name, min_name, hour_name}) {
-        expect_file(name, "<?xml version=\"1.0\" ?>\n<datalist>\n</datalist>\n");
+        expect_published(name, "<?xml version=\"1.0\" ?>\n<datalist>\n</datalist>\n");
         EXPECT_EQ(world.mode(name), 0644u);
     }
     const std::string start = "/tmp/dashboard/aptraffic_allap_";
@@ -264,7 +264,7 @@ TEST_F(AllAp, AFileThatCannotBeOpenedIsReportedAndLeavesTheLoopAlone) {
     EXPECT_EQ(module.write_min(csman_handle_of_tests, nullptr), 0);
     EXPECT_EQ(module.write_hour(csman_handle_of_tests, nullptr), 0);
     EXPECT_EQ(module.write_hour(csman_handle_of_tests, nullptr), 1);
-    expect_file(hour_name, datalist("    <time>1700003600000</time>\n"));
+    expect_published(hour_name, datalist("    <time>1700003600000</time>\n"));
 }
 
 } // namespace

@@ -41,10 +41,10 @@ protected:
         const auto& model = models.at(ap);
         ASSERT_EQ(module.write_sec(csman_handle_of_tests, nullptr), 1);
         ASSERT_EQ(module.write_min(csman_handle_of_tests, nullptr), 1);
-        expect_file(sec_file(ap), ap_document(model.sec.newest(60)));
-        expect_file(min_file(ap), ap_document(model.min.newest(60)));
+        expect_published(sec_file(ap), ap_document(model.sec.newest(60)));
+        expect_published(min_file(ap), ap_document(model.min.newest(60)));
         if (!model.hour.held.empty()) {
-            expect_file(hour_file(ap), ap_document(model.hour.newest(60)));
+            expect_published(hour_file(ap), ap_document(model.hour.newest(60)));
         }
     }
 };
@@ -53,7 +53,7 @@ TEST_F(ApHistory, ADocumentShowsTheNewest60Samples) {
     for (int i = 1; i <= 121; ++i) {
         live_at(t0 + i, {4}, 5);
         if (i == 1 || i == 59 || i == 60 || i == 61 || i >= 119) {
-            expect_file(sec_file(4), ap_document(models.at(4).sec.newest(60)));
+            expect_published(sec_file(4), ap_document(models.at(4).sec.newest(60)));
         }
     }
     const std::string text = world.read(sec_file(4));
@@ -67,7 +67,7 @@ TEST_F(ApHistory, AMinuteIsTheTruncatedMeanOfEveryCounter) {
     ASSERT_EQ(loop_at(module, t0 + 2), 1);
     report(0, counted_from(13));
     ASSERT_EQ(loop_at(module, t0 + 60, 1), 1);
-    expect_file(min_file(0), ap_document({{t0 + 60, counted_from((10 + 12 + 13) / 3)}}));
+    expect_published(min_file(0), ap_document({{t0 + 60, counted_from((10 + 12 + 13) / 3)}}));
 }
 
 TEST_F(ApHistory, FollowsTheModelThroughAnHourAndMore) {
@@ -111,10 +111,10 @@ TEST_F(ApHistory, AnEmptyRollUpIsLoggedAndTheNextApIsSeenTo) {
     live_at(t0 + 120, {0, 1}, 2);
     EXPECT_THAT(world.messages(), ElementsAre("log[ap_traffic_loop]: dashboard_ap"));
     EXPECT_EQ(models.at(0).min.held.size(), 1u);
-    expect_file(min_file(1), ap_document(models.at(1).min.newest(60)));
+    expect_published(min_file(1), ap_document(models.at(1).min.newest(60)));
     live_at(t0 + 121, {0, 1}, 1);
     EXPECT_EQ(models.at(0).min.held.size(), 2u);
-    expect_file(min_file(0), ap_document(models.at(0).min.newest(60)));
+    expect_published(min_file(0), ap_document(models.at(0).min.newest(60)));
 }
 
 // ---- names
@@ -185,7 +185,7 @@ TEST_F(ApHistory, EmptyFilesEatDescriptorsUntilThereAreNoneAndNothingWrongIsPubl
     world.fail("open", EMFILE, "", -1);
     ASSERT_EQ(loop_at(module, t0 + 4, 1), 1);
     world.fail_no_more();
-    expect_file(sec_file(0), before);
+    expect_published(sec_file(0), before);
     EXPECT_THAT(world.messages(), IsEmpty()) << "access points that cannot be read are absent";
 }
 

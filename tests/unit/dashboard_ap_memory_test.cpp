@@ -91,8 +91,8 @@ TEST_F(ApMemory, IsTakenForTheAccessPointsThatSpeakAndForNoOthers) {
     }
     const long page_kb = sysconf(_SC_PAGESIZE) / 1024;
     expect_growth(before, slack_kb + 8 * 5 * page_kb, "eight access points, a few seconds");
-    expect_file(sec_file(7),
-                ap_document({{t0 + 1, counted_from(7)}, {t0 + 2, counted_from(7)}, {t0 + 3, counted_from(7)}}));
+    expect_published(sec_file(7),
+                     ap_document({{t0 + 1, counted_from(7)}, {t0 + 2, counted_from(7)}, {t0 + 3, counted_from(7)}}));
 }
 
 TEST_F(ApMemory, OfOneAccessPointIsBoundedByItsBlock) {

@@ -32,26 +32,26 @@ TEST_F(ApMonitor, PublishesTheCombinedCountsOfTheSixteenVaps) {
                "111,112,18446744073709551615@121,122,123@131,132,133@141,142,143@"
                "151,152,153@161,162,163@171,172,173@181,182,183@\n");
     ASSERT_EQ(loop(module, 3), 1);
-    expect_file("/tmp/dashboard/aptraffic_sec_2.xml", "<?xml version=\"1.0\" ?>\n"
-                                                      "<datalist>\n"
-                                                      "    <time>1700000000000</time>\n"
-                                                      "    <VAP1_24_TxRx>13</VAP1_24_TxRx>\n"
-                                                      "    <VAP2_24_TxRx>23</VAP2_24_TxRx>\n"
-                                                      "    <VAP3_24_TxRx>33</VAP3_24_TxRx>\n"
-                                                      "    <VAP4_24_TxRx>43</VAP4_24_TxRx>\n"
-                                                      "    <VAP5_24_TxRx>53</VAP5_24_TxRx>\n"
-                                                      "    <VAP6_24_TxRx>63</VAP6_24_TxRx>\n"
-                                                      "    <VAP7_24_TxRx>73</VAP7_24_TxRx>\n"
-                                                      "    <VAP8_24_TxRx>83</VAP8_24_TxRx>\n"
-                                                      "    <VAP1_50_TxRx>18446744073709551615</VAP1_50_TxRx>\n"
-                                                      "    <VAP2_50_TxRx>123</VAP2_50_TxRx>\n"
-                                                      "    <VAP3_50_TxRx>133</VAP3_50_TxRx>\n"
-                                                      "    <VAP4_50_TxRx>143</VAP4_50_TxRx>\n"
-                                                      "    <VAP5_50_TxRx>153</VAP5_50_TxRx>\n"
-                                                      "    <VAP6_50_TxRx>163</VAP6_50_TxRx>\n"
-                                                      "    <VAP7_50_TxRx>173</VAP7_50_TxRx>\n"
-                                                      "    <VAP8_50_TxRx>183</VAP8_50_TxRx>\n"
-                                                      "</datalist>\n");
+    expect_published("/tmp/dashboard/aptraffic_sec_2.xml", "<?xml version=\"1.0\" ?>\n"
+                                                           "<datalist>\n"
+                                                           "    <time>1700000000000</time>\n"
+                                                           "    <VAP1_24_TxRx>13</VAP1_24_TxRx>\n"
+                                                           "    <VAP2_24_TxRx>23</VAP2_24_TxRx>\n"
+                                                           "    <VAP3_24_TxRx>33</VAP3_24_TxRx>\n"
+                                                           "    <VAP4_24_TxRx>43</VAP4_24_TxRx>\n"
+                                                           "    <VAP5_24_TxRx>53</VAP5_24_TxRx>\n"
+                                                           "    <VAP6_24_TxRx>63</VAP6_24_TxRx>\n"
+                                                           "    <VAP7_24_TxRx>73</VAP7_24_TxRx>\n"
+                                                           "    <VAP8_24_TxRx>83</VAP8_24_TxRx>\n"
+                                                           "    <VAP1_50_TxRx>18446744073709551615</VAP1_50_TxRx>\n"
+                                                           "    <VAP2_50_TxRx>123</VAP2_50_TxRx>\n"
+                                                           "    <VAP3_50_TxRx>133</VAP3_50_TxRx>\n"
+                                                           "    <VAP4_50_TxRx>143</VAP4_50_TxRx>\n"
+                                                           "    <VAP5_50_TxRx>153</VAP5_50_TxRx>\n"
+                                                           "    <VAP6_50_TxRx>163</VAP6_50_TxRx>\n"
+                                                           "    <VAP7_50_TxRx>173</VAP7_50_TxRx>\n"
+                                                           "    <VAP8_50_TxRx>183</VAP8_50_TxRx>\n"
+                                                           "</datalist>\n");
 }
 
 // ---- who is published
@@ -129,9 +129,9 @@ TEST_F(ApMonitor, TheWritersOfTheCallbackSetWriteForThePresentOnly) {
     EXPECT_THAT(published_files(),
                 ElementsAre("aptraffic_hour_127.xml", "aptraffic_hour_5.xml", "aptraffic_min_127.xml",
                             "aptraffic_min_5.xml", "aptraffic_sec_127.xml", "aptraffic_sec_5.xml"));
-    expect_file(sec_file(5), ap_document({{t0, counted_from(50)}}));
-    expect_file(min_file(5), datalist(""));
-    expect_file(hour_file(127), datalist(""));
+    expect_published(sec_file(5), ap_document({{t0, counted_from(50)}}));
+    expect_published(min_file(5), datalist(""));
+    expect_published(hour_file(127), datalist(""));
 }
 
 TEST_F(ApMonitor, AnApThatFallsSilentIsAbsentButKeepsItsSeries) {
@@ -143,7 +143,7 @@ TEST_F(ApMonitor, AnApThatFallsSilentIsAbsentButKeepsItsSeries) {
     EXPECT_THAT(published_files(), IsEmpty());
     report(3, counted_from(9));
     ASSERT_EQ(loop_at(module, t0 + 2, 4), 1);
-    expect_file(sec_file(3), ap_document({{t0, counted_from(1)}, {t0 + 2, counted_from(9)}}));
+    expect_published(sec_file(3), ap_document({{t0, counted_from(1)}, {t0 + 2, counted_from(9)}}));
 }
 
 TEST_F(ApMonitor, AnApThatFirstSpeaksLateCountsItsTimeFromInit) {
@@ -153,7 +153,7 @@ TEST_F(ApMonitor, AnApThatFirstSpeaksLateCountsItsTimeFromInit) {
     report(1, counted_from(7));
     ASSERT_EQ(loop_at(module, t0 + 3600, 2), 1);
     for (const std::string& path : {sec_file(1), min_file(1), hour_file(1)}) {
-        expect_file(path, ap_document({{t0 + 3600, counted_from(7)}}));
+        expect_published(path, ap_document({{t0 + 3600, counted_from(7)}}));
     }
 }
 
@@ -222,7 +222,7 @@ TEST_F(ApMonitor, InitAgainClearsEverySeriesAndFlagAndBeginsTheTimeAnew) {
         world.clock.advance(59);
         const int64_t now = world.clock.now();
         ASSERT_EQ(loop(module, 1), 1);
-        expect_file(sec_file(0), ap_document({{now, counted_from(1)}}));
+        expect_published(sec_file(0), ap_document({{now, counted_from(1)}}));
         EXPECT_THAT(published_files(), ElementsAre("aptraffic_sec_0.xml")) << "no roll-up is due";
     }
 }

@@ -43,7 +43,7 @@ TEST_F(BondCheck, AnInactiveBondThatIsSwitchedOnIsStartedAndPublishedEmpty) {
     ASSERT_EQ(check(module), 1);
     EXPECT_THAT(world.messages(), ElementsAre("log[bond_traffic_check]: dashboard-bond1 start"));
     EXPECT_THAT(world.list("/tmp/dashboard"), ElementsAre("bond_traffic_sec_1.xml"));
-    expect_file(file(1), document(1, "", {}, {}));
+    expect_published(file(1), document(1, "", {}, {}));
     EXPECT_EQ(sampled(), "") << "active, but without a name";
     EXPECT_FALSE(world.csman.has(start_marker_item));
 }
@@ -67,7 +67,7 @@ TEST_F(BondCheck, ABondWhoseSlaveListAppearsComesUp) {
     world.csman.set_string(name_map_item, "office");
     ASSERT_EQ(init(module), 1);
     ASSERT_EQ(check(module), 1);
-    expect_file(file(2), document(2, "", {}, {}));
+    expect_published(file(2), document(2, "", {}, {}));
     EXPECT_EQ(sampled(), "") << "no slave list, no name";
     slaves(2, "0:eth0\n1:eth1\n");
     world.forget_calls();
@@ -92,7 +92,7 @@ TEST_F(BondCheck, AStartAndAComingUpInOneCheckWriteTheDocumentAndRemoveIt) {
     EXPECT_FALSE(world.exists(file(0)));
     interfaces({{"bond0", 1, 1}});
     ASSERT_EQ(loop(module, 1), 1);
-    expect_file(file(0), document(0, slave_list(0), {"WAN-1(slave1)"}, {{t0, 2, {0}}}));
+    expect_published(file(0), document(0, slave_list(0), {"WAN-1(slave1)"}, {{t0, 2, {0}}}));
 }
 
 TEST_F(BondCheck, EveryBondHasAStartMarkerOfItsOwn) {

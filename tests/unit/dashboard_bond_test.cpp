@@ -18,20 +18,20 @@ TEST_F(Bond, ShowsTheBytesOfTheBondAndOfItsSlavesBothWaysTogether) {
     ASSERT_EQ(loop(module), 1);
     interfaces({{"eth0", 11, 1}, {"eth1", 20, 4}, {"bond0", 301, 43}});
     ASSERT_EQ(loop_at(module, t0 + 1, 1), 1);
-    expect_file("/tmp/dashboard/bond_traffic_sec_0.xml", "<?xml version=\"1.0\" ?>\n"
-                                                         "<datalist>\n"
-                                                         "    <namemap_bond>office</namemap_bond>\n"
-                                                         "    <namemap_slave0>WAN-1(slave1)</namemap_slave0>\n"
-                                                         "    <namemap_slave1>WAN-2(slave2)</namemap_slave1>\n"
-                                                         "    <time>1700000000000</time>\n"
-                                                         "    <bond0_txrx>340</bond0_txrx>\n"
-                                                         "    <slave0_txrx>11</slave0_txrx>\n"
-                                                         "    <slave1_txrx>22</slave1_txrx>\n"
-                                                         "    <time>1700000001000</time>\n"
-                                                         "    <bond0_txrx>344</bond0_txrx>\n"
-                                                         "    <slave0_txrx>12</slave0_txrx>\n"
-                                                         "    <slave1_txrx>24</slave1_txrx>\n"
-                                                         "</datalist>\n");
+    expect_published("/tmp/dashboard/bond_traffic_sec_0.xml", "<?xml version=\"1.0\" ?>\n"
+                                                              "<datalist>\n"
+                                                              "    <namemap_bond>office</namemap_bond>\n"
+                                                              "    <namemap_slave0>WAN-1(slave1)</namemap_slave0>\n"
+                                                              "    <namemap_slave1>WAN-2(slave2)</namemap_slave1>\n"
+                                                              "    <time>1700000000000</time>\n"
+                                                              "    <bond0_txrx>340</bond0_txrx>\n"
+                                                              "    <slave0_txrx>11</slave0_txrx>\n"
+                                                              "    <slave1_txrx>22</slave1_txrx>\n"
+                                                              "    <time>1700000001000</time>\n"
+                                                              "    <bond0_txrx>344</bond0_txrx>\n"
+                                                              "    <slave0_txrx>12</slave0_txrx>\n"
+                                                              "    <slave1_txrx>24</slave1_txrx>\n"
+                                                              "</datalist>\n");
     EXPECT_THAT(world.messages(), IsEmpty());
 }
 
@@ -53,7 +53,7 @@ TEST_F(Bond, SumsWrapAt64Bits) {
     bring_up();
     interfaces({{"bond0", UINT64_MAX, 3}, {"eth0", UINT64_MAX, UINT64_MAX}, {"eth1", UINT64_MAX, 0}});
     ASSERT_EQ(loop(module, 1), 1);
-    expect_file(file(0), document(0, "office", two_slaves, {{t0, 2, {UINT64_MAX - 1, UINT64_MAX}}}));
+    expect_published(file(0), document(0, "office", two_slaves, {{t0, 2, {UINT64_MAX - 1, UINT64_MAX}}}));
 }
 
 TEST_F(Bond, FindsInterfacesByTheFirstNameThatBeginsSo) {
@@ -61,7 +61,7 @@ TEST_F(Bond, FindsInterfacesByTheFirstNameThatBeginsSo) {
     counters({{"bond0.7", 1000, 1}, {"bond0", 1, 2}, {"eth0.2", 2000, 2}, {"eth0", 3, 4}, {"eth1", 5, 6}});
     alive({"bond0", "eth0", "eth1"});
     ASSERT_EQ(loop(module, 1), 1);
-    expect_file(file(0), document(0, "office", two_slaves, {{t0, 1001, {2002, 11}}}));
+    expect_published(file(0), document(0, "office", two_slaves, {{t0, 1001, {2002, 11}}}));
 }
 
 TEST_F(Bond, ABondThatIsDownIsReportedAndLeavesNoSample) {
@@ -128,7 +128,7 @@ TEST_F(Bond, ADocumentShowsTheNewest60Samples) {
         if (i == 0 || i == 58 || i == 59 || i == 60 || i >= 118) {
             const size_t first = all.size() < 60 ? 0 : all.size() - 60;
             const std::vector<bond_second> newest(all.begin() + static_cast<std::ptrdiff_t>(first), all.end());
-            expect_file(file(0), document(0, "office", two_slaves, newest));
+            expect_published(file(0), document(0, "office", two_slaves, newest));
         }
     }
 }
@@ -142,8 +142,8 @@ TEST_F(Bond, NothingIsEverRolledUp) {
     EXPECT_THAT(world.list("/tmp/dashboard"), ElementsAre("bond_traffic_sec_0.xml"));
     EXPECT_EQ(write_min(0), 1);
     EXPECT_EQ(write_hour(0), 1);
-    expect_file(file(0, "min"), document(0, "office", two_slaves, {}));
-    expect_file(file(0, "hour"), document(0, "office", two_slaves, {}));
+    expect_published(file(0, "min"), document(0, "office", two_slaves, {}));
+    expect_published(file(0, "hour"), document(0, "office", two_slaves, {}));
     EXPECT_THAT(world.messages(), IsEmpty());
 }
 
@@ -156,8 +156,8 @@ TEST_F(Bond, AWriterTakesTheIndexOfABondAndNoneForTheFirst) {
         EXPECT_EQ(write_min(bond), 1);
         EXPECT_EQ(write_hour(bond), 1);
         for (const char* series : {"sec", "min", "hour"}) {
-            expect_file(file(bond, series),
-                        bond == 0 ? document(0, "office", two_slaves, {}) : document(bond, "", {}, {}));
+            expect_published(file(bond, series),
+                             bond == 0 ? document(0, "office", two_slaves, {}) : document(bond, "", {}, {}));
         }
     }
     world.remove("/tmp/dashboard");
@@ -223,7 +223,7 @@ TEST_F(Bond, AFileThatCannotBeOpenedIsReportedAndLeavesTheLoopAlone) {
     EXPECT_EQ(loop(module, 3), 1);
     EXPECT_EQ(world.messages().size(), 1u);
     EXPECT_EQ(loop_at(module, t0 + 1, 3), 1);
-    expect_file(file(2), document(2, "office", two_slaves, {{t0, 2, {0, 0}}, {t0 + 1, 2, {0, 0}}}));
+    expect_published(file(2), document(2, "office", two_slaves, {{t0, 2, {0, 0}}, {t0 + 1, 2, {0, 0}}}));
 }
 
 // ---- init and term
@@ -244,10 +244,10 @@ TEST_F(Bond, InitReadsTheEnableItemsAndPublishesTheActiveBonds) {
     EXPECT_THAT(new_csman_calls(), ElementsAre("read_int 7 0xb20070", "read_int 7 0xb20071", "read_int 7 0xb20072"))
         << "and no start marker yet";
     EXPECT_THAT(world.list("/tmp/dashboard"), ElementsAre("bond_traffic_sec_1.xml"));
-    expect_file(file(1), "<?xml version=\"1.0\" ?>\n"
-                         "<datalist>\n"
-                         "    <namemap_bond></namemap_bond>\n"
-                         "</datalist>\n");
+    expect_published(file(1), "<?xml version=\"1.0\" ?>\n"
+                              "<datalist>\n"
+                              "    <namemap_bond></namemap_bond>\n"
+                              "</datalist>\n");
     EXPECT_THAT(world.messages(), IsEmpty()) << "no start is reported";
 }
 
@@ -297,9 +297,9 @@ TEST_F(Bond, InitAgainForgetsSamplesNamesAndSlaves) {
             ASSERT_EQ(term(module), 1);
         }
         ASSERT_EQ(init(module), 1);
-        expect_file(file(0), document(0, "", {}, {}));
+        expect_published(file(0), document(0, "", {}, {}));
         ASSERT_EQ(loop(module, 1), 1);
-        expect_file(file(0), document(0, "", {}, {}));
+        expect_published(file(0), document(0, "", {}, {}));
     }
 }
 

@@ -7,6 +7,7 @@
 #include "probes/wall_clock.h"
 
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <functional>
 
@@ -15,10 +16,12 @@ namespace dashboard::testing {
 namespace {
 
 // Keeps what a document should look like where $DASHBOARD_GOLDENS says, each text once, for check-goldens.
-void keep_golden(const std::string& document, const std::string& golden) {
+void keep_golden(const std::string& path, const std::string& golden) {
     if (const char* const folder = getenv("DASHBOARD_GOLDENS"); folder != nullptr) {
+        const std::filesystem::path document(path);
         const std::string number = std::to_string(std::hash<std::string>{}(golden));
-        std::ofstream(std::string(folder) + "/" + document + "." + number + ".xml", std::ios::binary) << golden;
+        const std::string name = document.stem().string() + "." + number + document.extension().string();
+        std::ofstream(std::filesystem::path(folder) / name, std::ios::binary) << golden;
     }
 }
 
@@ -109,8 +112,12 @@ void monitor_fixture::run(const monitor_cb& module, int count, int32_t viewer) {
 }
 
 void monitor_fixture::expect_document(const std::string& document, const std::string& golden) {
-    expect_file(published(document), golden);
-    keep_golden(document, golden);
+    expect_published(published(document), golden);
+}
+
+void monitor_fixture::expect_published(const std::string& path, const std::string& golden) {
+    expect_file(path, golden);
+    keep_golden(path, golden);
 }
 
 void monitor_fixture::expect_file(const std::string& path, const std::string& golden) {

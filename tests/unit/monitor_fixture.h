@@ -57,8 +57,10 @@ protected:
     // `count` loops, one a second, the first of them now; the clock stands at the last one afterwards.
     void run(const monitor_cb& module, int count, int32_t viewer = 0);
 
-    // Compares a published document, by its name, with `golden`, byte for byte.
+    // Compares a published document, by its name or its path, with `golden`, byte for byte. A golden is a document that
+    // the schemas take; what else is found in a file is compared with `expect_file`.
     void expect_document(const std::string& document, const std::string& golden);
+    void expect_published(const std::string& path, const std::string& golden);
     void expect_file(const std::string& path, const std::string& golden);
 
     listening_world world;
