@@ -1,7 +1,9 @@
 #include "tests/daemon/daemon_fixture.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
+#include <cmath>
 #include <csignal>
 #include <cstring>
 #include <fcntl.h>
@@ -19,7 +21,8 @@ namespace dashboard::testing {
 
 namespace {
 
-constexpr auto patience = std::chrono::seconds(20); // of real time
+constexpr auto patience = std::chrono::seconds(20);  // of real time
+constexpr int64_t check_period = 60 * ns_per_second; // of virtual time
 
 std::vector<std::string> split(const std::string& text, char separator) {
     std::vector<std::string> parts;
@@ -141,7 +144,8 @@ std::string without_line_numbers(const std::string& text) {
 }
 
 daemon_process::daemon_process(test_world& the_world, const std::vector<std::string>& words, console output)
-    : world(the_world), driver(the_world, [this] { return ended(); }) {
+    : world(the_world), driver(the_world, [this] { return ended(); }), published(the_world),
+      next_check(the_world.clock.monotonic_ns() + check_period) {
     prctl(PR_SET_CHILD_SUBREAPER, 1, 0, 0, 0);
     world.state().driven = 1;
     world.state().driver = static_cast<uint32_t>(getpid());
@@ -185,6 +189,10 @@ daemon_process::~daemon_process() {
     if (pipe_end >= 0) {
         close(pipe_end);
     }
+    published.keep();
+    if (const std::string complaints = published.complaints(); !complaints.empty()) {
+        ADD_FAILURE() << "documents that are not what docs/xsd says:\n" << complaints;
+    }
     if (::testing::Test::HasFailure()) {
         fprintf(stderr, "output of the daemon:\n%s\nits errors:\n%s\n", output().c_str(), errors().c_str());
     }
@@ -221,9 +229,33 @@ int daemon_process::parent_status() {
     return started_status.value_or(-1);
 }
 
+void daemon_process::keep_documents_when_due() {
+    if (world.clock.monotonic_ns() >= next_check) {
+        published.keep();
+        next_check = world.clock.monotonic_ns() + check_period;
+    }
+}
+
+bool daemon_process::run_for(double seconds) {
+    const int64_t end = world.clock.monotonic_ns() + std::llround(seconds * 1e9);
+    while (driver.run_until(std::min(end, next_check))) {
+        if (next_check > end) {
+            return true;
+        }
+        keep_documents_when_due();
+    }
+    return false;
+}
+
+bool daemon_process::run_one_second() {
+    const bool lives = driver.run_one_second();
+    keep_documents_when_due();
+    return lives;
+}
+
 bool daemon_process::run_to_second(int64_t wall) {
     while (world.clock.now() < wall) {
-        if (!driver.run_one_second()) {
+        if (!run_one_second()) {
             return false;
         }
     }
@@ -231,7 +263,7 @@ bool daemon_process::run_to_second(int64_t wall) {
 }
 
 int daemon_process::run_to_exit(double seconds) {
-    driver.run_for(seconds);
+    run_for(seconds);
     return ended() ? *daemon_status : -1;
 }
 

@@ -2,6 +2,7 @@
 #ifndef TESTS_DAEMON_DAEMON_FIXTURE_H
 #define TESTS_DAEMON_DAEMON_FIXTURE_H
 
+#include "tests/daemon/document_check.h"
 #include "tests/support/world.h"
 #include "tests/support/world_driver.h"
 
@@ -17,7 +18,8 @@ namespace dashboard::testing {
 // Where the daemon's standard output goes: a file, line by line as on a terminal; or a pipe that the test reads.
 enum class console { file, pipe };
 
-// One run of the built daemon. Starts it; ends it, whatever state it is in, with its own end.
+// One run of the built daemon. Starts it; ends it, whatever state it is in, with its own end. What it has published at
+// its end, and after every minute that it lived, must be what the schemas say, or the test fails.
 class daemon_process {
 public:
     explicit daemon_process(test_world& world, const std::vector<std::string>& words = {"logc"},
@@ -28,11 +30,12 @@ public:
 
     // Let virtual time pass; false when the daemon has ended. See world_driver.h.
     bool settle() { return driver.settle(); }
-    bool run_for(double seconds) { return driver.run_for(seconds); }
-    bool run_one_second() { return driver.run_one_second(); }
+    bool run_for(double seconds);
+    bool run_one_second();
     // Runs until the wall clock shows the start of second `wall` and that second's work is done.
     bool run_to_second(int64_t wall);
     world_driver& time() { return driver; }
+    document_check& documents() { return published; }
 
     // Sends a signal to the process, or to its thread `number` (0 main, 1 server, 2 query), and waits until its
     // handlers have run: one handler, two when a worker hands the signal on to the main thread.
@@ -62,9 +65,12 @@ public:
 private:
     void start(const std::vector<std::string>& words, int output);
     void reap();
+    void keep_documents_when_due();
 
     test_world& world;
     world_driver driver;
+    document_check published;
+    int64_t next_check; // of the monotonic clock
     pid_t started = -1;
     std::optional<int> started_status;
     std::optional<int> daemon_status;
