@@ -99,6 +99,17 @@ TEST_F(AllApHistory, FollowsTheModelThroughAnHour) {
     EXPECT_THAT(world.messages(), IsEmpty());
 }
 
+TEST_F(AllApHistory, DocumentsOfEverySeriesShowTheNewestAlsoWhenTheirRingHasWrapped) {
+    for (int i = 1; i <= 140; ++i) { // hour after hour, each a sample of every series
+        live_at(t0 + 3600 * i, 1);
+        if (is_turning_point(i, 60) || (i >= 126 && i <= 130)) {
+            expect_series();
+        }
+    }
+    EXPECT_EQ(model.hour.held.size(), 127u);
+    EXPECT_GT(model.hour.held.front().time, t0 + 3600);
+}
+
 TEST_F(AllApHistory, FollowsTheModelUnderAWildClock) {
     std::mt19937 random(8);
     const int64_t jumps[] = {1, 1, 1, 2, 58, 59, 60, 61, 1799, 1800, 3599, 3600};

@@ -84,6 +84,17 @@ TEST_F(ApHistory, FollowsTheModelThroughAnHourAndMore) {
     }
 }
 
+TEST_F(ApHistory, DocumentsOfEverySeriesShowTheNewestAlsoWhenTheirRingHasWrapped) {
+    for (int i = 1; i <= 130; ++i) { // hour after hour, each a sample of every series
+        live_at(t0 + 3600 * i, {4}, 5);
+        if (is_turning_point(i, 60)) {
+            expect_series(4);
+        }
+    }
+    EXPECT_EQ(models.at(4).hour.held.size(), 119u);
+    EXPECT_GT(models.at(4).hour.held.front().time, t0 + 3600);
+}
+
 TEST_F(ApHistory, FollowsTheModelUnderAWildClock) {
     std::mt19937 random(9);
     const int64_t jumps[] = {1, 1, 1, 2, 58, 59, 60, 61, 1799, 1800, 3599, 3600};

@@ -226,5 +226,22 @@ TEST_F(CpuDocument, ShowsAnHourOfRollUps) {
     EXPECT_EQ(model.hour.held.size(), 1u);
 }
 
+TEST_F(CpuDocument, OfEverySeriesShowsTheNewestAlsoWhenItsRingHasWrapped) {
+    start(2);
+    for (int i = 1; i <= 130; ++i) { // hour after hour, each a sample of every series
+        world.clock.set(t0 + 3600 * i);
+        cpu({std::to_string(100 - i) + ".00", "50.00", "60.00"});
+        const bool fed = model.feed({world.clock.now(), {i, 50, 40, -1, -1}});
+        ASSERT_EQ(loop_it(), fed ? 1 : 0) << i;
+        if (is_turning_point(i, 60)) {
+            expect_model("sec", model.sec);
+            expect_model("min", model.min);
+            expect_model("hour", model.hour);
+        }
+    }
+    EXPECT_EQ(model.hour.held.size(), 119u);
+    EXPECT_GT(model.hour.held.front().time, t0 + 3600);
+}
+
 } // namespace
 } // namespace dashboard::testing

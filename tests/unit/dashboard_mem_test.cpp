@@ -193,5 +193,21 @@ TEST_F(MemDocument, ShowsAnHourOfRollUps) {
     EXPECT_EQ(model.hour.held.size(), 1u);
 }
 
+TEST_F(MemDocument, OfEverySeriesShowsTheNewestAlsoWhenItsRingHasWrapped) {
+    ASSERT_EQ(init_it(), 1);
+    for (int i = 1; i <= 130; ++i) { // hour after hour, each a sample of every series
+        used(static_cast<uint32_t>(1000 * i));
+        const bool fed = model.feed({t0 + 3600 * i, {1000 * i}});
+        ASSERT_EQ(loop_at(mem_usage_monitor, t0 + 3600 * i, 1), fed ? 1 : 0) << i;
+        if (is_turning_point(i, 60)) {
+            expect_model("sec", model.sec);
+            expect_model("min", model.min);
+            expect_model("hour", model.hour);
+        }
+    }
+    EXPECT_EQ(model.hour.held.size(), 119u);
+    EXPECT_GT(model.hour.held.front().time, t0 + 3600);
+}
+
 } // namespace
 } // namespace dashboard::testing

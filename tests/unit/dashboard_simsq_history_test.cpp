@@ -91,6 +91,18 @@ TEST_F(SimHistory, FollowsTheModelThroughAnHour) {
     EXPECT_THAT(world.messages(), IsEmpty());
 }
 
+TEST_F(SimHistory, DocumentsOfEverySeriesShowTheNewestAlsoWhenTheirRingHasWrapped) {
+    start();
+    for (int i = 1; i <= 130; ++i) { // hour after hour, each a sample of every series
+        live_at(t0 + 3600 * i, any(), any(), 1);
+        if (is_turning_point(i, 72)) {
+            expect_series();
+        }
+    }
+    EXPECT_EQ(model.hour.held.size(), 119u);
+    EXPECT_GT(model.hour.held.front().time, t0 + 3600);
+}
+
 TEST_F(SimHistory, FollowsTheModelUnderAWildClock) {
     start();
     const int64_t jumps[] = {1, 1, 1, 2, 58, 59, 60, 61, 1799, 1800, 3599, 3600};

@@ -9,7 +9,6 @@ namespace dashboard::testing {
 namespace {
 
 using ::testing::ElementsAre;
-using ::testing::IsEmpty;
 
 class WanDocument : public wan_fixture {
 protected:
@@ -170,6 +169,23 @@ TEST_F(WanDocument, ShowsAnHourOfRollUps) {
     EXPECT_EQ(model.hour.held.size(), 1u);
 }
 
+TEST_F(WanDocument, OfEverySeriesShowsTheNewestAlsoWhenItsRingHasWrapped) {
+    start();
+    for (int i = 1; i <= 130; ++i) { // hour after hour, each a sample of every series
+        const uint64_t sent = UINT64_MAX - 7000 + 100 * static_cast<uint64_t>(i); // wraps on its way
+        counters({{"eth0", 5, sent}, {"eth1", 2 * sent, 3}});
+        const bool fed = model.feed(traffic_at(t0 + 3600 * i, {{1, sent, 5}, {3, 3, 2 * sent}}));
+        ASSERT_EQ(loop_at(wan_traffic_monitor, t0 + 3600 * i, 1), fed ? 1 : 0) << i;
+        if (is_turning_point(i, 72)) {
+            expect_model("sec", model.sec);
+            expect_model("min", model.min);
+            expect_model("hour", model.hour);
+        }
+    }
+    EXPECT_EQ(model.hour.held.size(), 119u);
+    EXPECT_GT(model.hour.held.front().time, t0 + 3600);
+}
+
 class WanExport : public WanDocument {
 protected:
     static int export_it(int32_t selector) { return wan_traffic_monitor.data_export(csman_handle_of_tests, &selector); }
@@ -203,30 +219,6 @@ TEST_F(WanExport, NumbersSamplesAndSlotsFromOne) {
 2,1,21,3,24
 2,3,0,18446744073709551613,18446744073709551613
 )");
-}
-
-TEST_F(WanExport, OfFewerThanTwoSamplesIsNotPublished) {
-    start();
-    for (int samples = 0; samples < 2; ++samples) {
-        EXPECT_EQ(export_it(0), 0);
-        EXPECT_TRUE(world.exists("/tmp/dashboard/wan_traffic_sec_0_tmp.csv"));
-        EXPECT_FALSE(world.exists(csv("sec")));
-        live(samples, 0);
-    }
-    EXPECT_EQ(export_it(0), 1);
-    EXPECT_EQ(export_it(1), 0);
-    EXPECT_EQ(export_it(2), 0);
-}
-
-TEST_F(WanExport, RefusesOtherSelectors) {
-    start();
-    live_through(0, 2);
-    for (const int32_t selector : {3, -1, INT32_MAX}) {
-        EXPECT_EQ(export_it(selector), 0) << selector;
-    }
-    EXPECT_EQ(wan_traffic_monitor.data_export(csman_handle_of_tests, nullptr), 0);
-    EXPECT_FALSE(world.exists("/tmp/dashboard/wan_traffic_sec_0_tmp.csv"));
-    EXPECT_THAT(world.messages(), IsEmpty());
 }
 
 TEST_F(WanExport, ReportsATemporaryFileThatCannotBeOpened) {

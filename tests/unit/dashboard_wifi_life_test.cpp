@@ -241,6 +241,20 @@ TEST_P(WifiLife, FollowsTheModelThroughAnHour) {
     EXPECT_THAT(world.messages(), IsEmpty());
 }
 
+TEST_P(WifiLife, DocumentsOfEverySeriesShowTheNewestAlsoWhenTheirRingHasWrapped) {
+    begin();
+    for (int i = 1; i <= 130; ++i) { // hour after hour, each a sample of every series
+        live_at(t0 + 3600 * i, 1);
+        if (is_turning_point(i, 72)) {
+            expect_document(document("sec"), span_of(model.sec));
+            expect_document(document("min"), span_of(model.min));
+            expect_document(document("hour"), span_of(model.hour));
+        }
+    }
+    EXPECT_EQ(model.hour.held.size(), 119u);
+    EXPECT_GT(model.hour.held.front().time, t0 + 3600);
+}
+
 TEST_P(WifiLife, WithoutAViewerOnlyTheHourIsPublished) {
     begin();
     for (int64_t i = 1; i <= 60; ++i) {

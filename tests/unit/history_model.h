@@ -73,6 +73,11 @@ struct history_model {
     }
 };
 
+// Whether the `count`th sample is one at which a document of the newest `span`, or a ring of 120 slots, may go wrong.
+inline bool is_turning_point(int count, int span) {
+    return count == 1 || (count >= span - 1 && count <= span + 1) || (count >= 118 && count <= 122) || count % 50 == 0;
+}
+
 } // namespace dashboard::testing
 
 #endif
