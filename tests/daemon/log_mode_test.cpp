@@ -1,0 +1,44 @@
+// Where messages go while it runs, as the configuration store says.
+#include "tests/daemon/module_fixture.h"
+
+#include <gmock/gmock.h>
+
+namespace dashboard::testing {
+namespace {
+
+using log_mode_item = modules;
+
+TEST_F(log_mode_item, LogModeSwitchesTheOutputs) {
+    daemon_process daemon(world, {"logc"});
+    world.alive({}); // "SOMETHING ERROR" whenever the alive list is made
+    ASSERT_TRUE(daemon.run_for(0.5));
+    const auto lines_after = [&](int32_t mode) {
+        world.csman.set(log_mode, mode);
+        EXPECT_TRUE(daemon.run_for(6)); // the mode is read
+        const size_t console = daemon.output_lines().size();
+        const size_t syslog = world.syslog_lines().size();
+        EXPECT_TRUE(daemon.run_for(22)); // two lists are made
+        return std::pair(daemon.output_lines().size() - console, world.syslog_lines().size() - syslog);
+    };
+    EXPECT_EQ(lines_after(3), std::pair(size_t{0}, size_t{2}));
+    EXPECT_EQ(lines_after(0), std::pair(size_t{0}, size_t{2}));
+    EXPECT_EQ(lines_after(2), std::pair(size_t{2}, size_t{0}));
+    EXPECT_EQ(lines_after(0), std::pair(size_t{2}, size_t{0}));
+    EXPECT_EQ(lines_after(1), std::pair(size_t{0}, size_t{0}));
+    EXPECT_EQ(lines_after(0), std::pair(size_t{0}, size_t{0}));
+    EXPECT_EQ(lines_after(3), std::pair(size_t{0}, size_t{2}));
+    EXPECT_EQ(lines_after(-1), std::pair(size_t{0}, size_t{0}));
+}
+
+TEST_F(log_mode_item, LogModeIsNotReadWhileTheDaemonIsNotEnabled) {
+    world.csman.set(daemon_enable, 0);
+    world.csman.set(log_mode, 1);
+    daemon_process daemon(world, {"logc"});
+    world.alive({});
+    ASSERT_TRUE(daemon.run_for(30));
+    EXPECT_EQ(recorded("csman", "read_int 7 0x150781"), 0);
+    EXPECT_EQ(count(daemon, "warn[main_netdev_alive]: SOMETHING ERROR"), 3);
+}
+
+} // namespace
+} // namespace dashboard::testing
