@@ -34,7 +34,7 @@ protected:
 
 TEST_F(every_ap, ShowsTheApsThatArePresentUpToTheThirtySecond) {
     for (const int ap : {0, 31, 32, 40, 127}) {
-        report(ap, counted_from(static_cast<uint64_t>(100 * (ap + 1))));
+        report(ap, counted_from(100 * static_cast<uint64_t>(ap + 1)));
     }
     start();
     live(1);
