@@ -73,6 +73,13 @@ TEST_F(AllAp, OneBeyondThe32StillMakesASample) {
                "    <ap_0_TxRx>6</ap_0_TxRx>\n");
 }
 
+TEST_F(AllAp, TheLastOfThemIsThe128th) {
+    report_own(128, 5);
+    EXPECT_EQ(loop(module, 1), 0);
+    report_own(127, 5);
+    EXPECT_EQ(loop(module, 1), 1);
+}
+
 TEST_F(AllAp, ASecondWithoutAnyRecordLeavesNoSample) {
     EXPECT_EQ(loop(module, 1), 0);
     world.file(ap_file(0), "no record");

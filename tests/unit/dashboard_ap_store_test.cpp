@@ -1,22 +1,14 @@
 // What the access-point monitors keep and no document shows: the first and second counters, the sums of the bands, the
 // all-AP averages. Read where they are kept, in the block that init allocates.
 #include "tests/unit/ap_monitor_fixture.h"
+#include "tests/unit/kept_store.h"
 
 #include <string>
-
-// The newest block that was allocated, if it has that size.
-extern "C" void* world_newest_block(size_t size);
 
 namespace dashboard::testing {
 namespace {
 
 using counter = unsigned long long;
-
-template <class Sample, int slots>
-struct kept_series {
-    int32_t start, end, last_roll_up, roll_up_index;
-    Sample slot[slots];
-};
 
 struct kept_record {
     int32_t time;
@@ -39,13 +31,6 @@ struct kept_all {
 struct kept_allap {
     kept_series<kept_all, 128> sec, min, hour;
 };
-
-template <class Kept>
-const Kept* newest_store(size_t count = 1) {
-    const void* const block = world_newest_block(count * sizeof(Kept));
-    EXPECT_NE(block, nullptr) << "no block of " << count * sizeof(Kept);
-    return static_cast<const Kept*>(block);
-}
 
 // ---- per AP
 

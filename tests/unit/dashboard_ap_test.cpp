@@ -82,6 +82,13 @@ TEST_F(ApMonitor, NoOtherNumberPublishesSecondsOrMinutes) {
     EXPECT_THAT(published_files(), IsEmpty());
 }
 
+TEST_F(ApMonitor, TheLastOfThemIsThe128th) {
+    report(128, counted_from(1));
+    ASSERT_EQ(loop_at(module, t0 + 3600, 129), 1);
+    EXPECT_EQ(write_sec(), 1);
+    EXPECT_THAT(published_files(), IsEmpty());
+}
+
 TEST_F(ApMonitor, MinutesFollowTheViewerAndHoursDoNot) {
     for (const int ap : {0, 1, 40, 127}) {
         report(ap, counted_from(static_cast<uint64_t>(ap)));

@@ -1,5 +1,6 @@
 // Bond traffic: how the check follows the configuration and the kernel.
 #include "tests/unit/bond_fixture.h"
+#include "tests/unit/kept_store.h"
 
 #include <cerrno>
 #include <string>
@@ -235,6 +236,52 @@ TEST_F(BondCheck, ReadsItsItemsInOrder) {
     EXPECT_THAT(new_csman_calls(),
                 ElementsAre("read_int 7 0xb20070", "read_int 7 0xb20071", "read_int 7 0xb20072",
                             "read_int 7 0x8015043e", "write_int 7 0x8015043e 40", "read 7 0xb200b0 64 4"));
+}
+
+// ---- what no document shows
+
+struct kept_bond_sample {
+    int32_t time;
+    unsigned long long bond, slave[4];
+};
+
+struct kept_bond {
+    kept_series<kept_bond_sample, 120> series[3];
+    char interface[16];
+    char slave[4][16];
+    char map[64];
+    char display[4][64];
+    int32_t active, configured;
+};
+
+TEST_F(BondCheck, AHistoryBeginsWithTheModuleAndAnewWhenItsBondStartsAndComesUp) {
+    ASSERT_EQ(init(module), 1);
+    const auto* const bonds = newest_store<kept_bond>(3);
+    ASSERT_NE(bonds, nullptr);
+    const auto expect_begun = [bonds](int bond, int64_t second) {
+        for (const auto& series : bonds[bond].series) {
+            EXPECT_EQ(series.last_roll_up, second) << "bond" << bond;
+        }
+    };
+    expect_begun(0, t0);
+    expect_begun(1, t0);
+    expect_begun(2, t0);
+    enable(1);
+    world.clock.set(t0 + 100);
+    ASSERT_EQ(check(module), 1);
+    expect_begun(1, t0 + 100);
+    EXPECT_EQ(bonds[1].configured, 1);
+    slaves(1, "0:eth0");
+    world.clock.set(t0 + 200);
+    ASSERT_EQ(check(module), 1);
+    expect_begun(1, t0 + 200);
+    EXPECT_STREQ(bonds[1].interface, "bond1");
+    EXPECT_EQ(bonds[1].configured, 1);
+    world.clock.set(t0 + 300);
+    ASSERT_EQ(check(module), 1);
+    expect_begun(1, t0 + 200);
+    expect_begun(0, t0);
+    expect_begun(2, t0);
 }
 
 } // namespace
