@@ -3,12 +3,12 @@
 #include "core/dashboard_flags.h"
 #include "core/dashboard_log.h"
 #include "core/dashboard_wait.h"
+#include "probes/text_scan.h"
 #include "probes/tool_output.h"
 #include "probes/wall_clock.h"
 
 #include <atomic>
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
 
 namespace dashboard {
@@ -18,6 +18,7 @@ namespace {
 constexpr char mpstat_command[] = "mpstat -P ALL 1 2";
 constexpr char average_prefix[] = "Average:";
 constexpr char average_header[] = "Average:     CPU";
+constexpr int32_t cpu_line_fields = 11;
 constexpr uint32_t clock_tolerance = 30; // seconds that the wall clock may move between two looks
 constexpr int32_t first_measurement = 2; // seconds from the start
 constexpr int32_t measurement_gap = 3;   // seconds, from the start of one measurement
@@ -111,6 +112,39 @@ void query_cpu(query_state& state, int32_t now) {
     }
 }
 
+/// As scanf's "%*[^ ]" has it: at least one character, up to a blank.
+bool skip_to_blank(string_source& source) {
+    const char* const before = source.at;
+    while (source.peek() != -1 && source.peek() != ' ') {
+        source.skip();
+    }
+    return source.at != before;
+}
+
+/// Reads "%*[^ ]%4s" and ten times "%d.%*[^ ]": the first word, the core, then the integer part of each column, its
+/// point and its skipped fraction. Returns what scanf would: the fields that were found, -1 when the line ends before
+/// the first.
+int32_t scan_cpu_line(const char* text, cpu_line& line) {
+    string_source source{text};
+    if (!skip_to_blank(source) && source.peek() != -1) {
+        return 0;
+    }
+    if (!scan_word(source, line.name)) {
+        return -1;
+    }
+    int32_t found = 1;
+    for (int32_t& percent : line.percent) {
+        if (!scan_integer(source, percent)) {
+            break;
+        }
+        ++found;
+        if (!scan_literal(source, ".") || !skip_to_blank(source)) {
+            break;
+        }
+    }
+    return found;
+}
+
 bool clock_jumped(query_state& state, int32_t now) {
     const int32_t diff = seconds_between(state.last, now);
     if (static_cast<uint32_t>(diff) + clock_tolerance < 2 * clock_tolerance + 1) {
@@ -139,13 +173,8 @@ int32_t query_cpu_info(cpu_info* out) {
 
 int32_t find_cpu_info(const char* line, cpu_line* out) {
     *out = {};
-    int32_t* p = out->percent;
-    // The first word, the core, then ten times an integer part, the point and the skipped fraction.
-    const int found = sscanf(line,
-                             "%*[^ ]%4s%d.%*[^ ]%d.%*[^ ]%d.%*[^ ]%d.%*[^ ]%d.%*[^ ]%d.%*[^ ]%d.%*[^ ]%d.%*[^ ]%d."
-                             "%*[^ ]%d.%*[^ ]",
-                             out->name, &p[0], &p[1], &p[2], &p[3], &p[4], &p[5], &p[6], &p[7], &p[8], &p[9]);
-    if (found == 11) {
+    const int32_t found = scan_cpu_line(line, *out);
+    if (found == cpu_line_fields) {
         return 1;
     }
     _warn("find_cpu_info", __LINE__, "sscanf (%s), rturn %d, should be 11", line, found);

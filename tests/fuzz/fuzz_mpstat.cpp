@@ -3,6 +3,7 @@
 #include "probes/text_source.h"
 #include "tests/fuzz/outside.h"
 
+#include <cstdio>
 #include <cstring>
 
 namespace dashboard::fuzz {
@@ -21,13 +22,30 @@ int32_t* field_of(cpu_info& info, const std::string& name) {
     return name.size() == 1 && name[0] >= '0' && name[0] <= '3' ? &info.cpu[name[0] - '0'] : nullptr;
 }
 
+// What the C library's scanf makes of an average line.
+int32_t scanned(const char* line, cpu_line& out) {
+    out = {};
+    int32_t* p = out.percent;
+    return sscanf(line,
+                  "%*[^ ]%4s%d.%*[^ ]%d.%*[^ ]%d.%*[^ ]%d.%*[^ ]%d.%*[^ ]%d.%*[^ ]%d.%*[^ ]%d.%*[^ ]%d.%*[^ ]%d.%*[^ ]",
+                  out.name, &p[0], &p[1], &p[2], &p[3], &p[4], &p[5], &p[6], &p[7], &p[8], &p[9]);
+}
+
+// Reads an average line, as scanf would.
+bool read_average(const std::string& line, cpu_line& parsed) {
+    cpu_line expected;
+    const int32_t found = find_cpu_info(line.c_str(), &parsed);
+    require(found == (scanned(line.c_str(), expected) == 11 ? 1 : 0), "a line is complete when scanf finds 11 fields");
+    require(memcmp(&parsed, &expected, sizeof expected) == 0, "the fields are those that scanf finds");
+    return found == 1;
+}
+
 // What a measurement with this output publishes; `valid` is 0 when it publishes nothing.
 cpu_info expected_measurement(std::string_view text) {
     cpu_info info{0, -1, {-1, -1, -1, -1}};
     for (const std::string& line : lines_of(text, text_source::capacity)) {
         cpu_line parsed;
-        if (!begins_with(line, "Average:") || begins_with(line, "Average:     CPU") ||
-            find_cpu_info(line.c_str(), &parsed) == 0) {
+        if (!begins_with(line, "Average:") || begins_with(line, "Average:     CPU") || !read_average(line, parsed)) {
             continue;
         }
         require(strlen(parsed.name) >= 1 && strlen(parsed.name) <= 4, "a core's name has one to four letters");
