@@ -6,8 +6,6 @@
 #include "monitors/monitors.h"
 #include "monitors/traffic_counters.h"
 
-#include <cstdio>
-
 namespace dashboard {
 
 namespace {
@@ -54,11 +52,7 @@ constexpr export_names exports[3] = {
      "/usr/www/lan_traffic_hour_0"},
 };
 
-struct bridge_name {
-    char text[16];
-
-    explicit bridge_name(int32_t bridge) { snprintf(text, sizeof text, "br%d", bridge); }
-};
+constexpr const char* bridge_names[lan_bridges] = {"br0", "br1", "br2", "br3", "br4"};
 
 // ---- sampling
 
@@ -67,21 +61,21 @@ enum class bridge_probe { every_bridge, new_bridges };
 void check_lan_bridges(int32_t (&flag)[lan_bridges], bridge_probe mode) {
     for (int32_t bridge = 0; bridge < lan_bridges; ++bridge) {
         if (mode == bridge_probe::every_bridge || flag[bridge] != 1) {
-            flag[bridge] = netdev_alive(bridge_name(bridge).text);
+            flag[bridge] = netdev_alive(bridge_names[bridge]);
         }
     }
 }
 
 /// Returns whether the bridge could be read.
 bool sample_bridge(lan_sample& sample, int32_t bridge) {
-    const bridge_name name(bridge);
+    const char* const name = bridge_names[bridge];
     const netdev_entry* entry = nullptr;
-    if (netdev_alive(name.text) == 0) {
-        _msg("get_lan_traffic_item", __LINE__, "netdev(%s) is not alive", name.text);
+    if (netdev_alive(name) == 0) {
+        _msg("get_lan_traffic_item", __LINE__, "netdev(%s) is not alive", name);
         return false;
     }
-    if (netdev_found(0, name.text, &entry) < 0) {
-        _msg("get_lan_traffic_item", __LINE__, "can not find netdev(%s)", name.text);
+    if (netdev_found(0, name, &entry) < 0) {
+        _msg("get_lan_traffic_item", __LINE__, "can not find netdev(%s)", name);
         return false;
     }
     sample.bytes.take(bridge, *entry);
