@@ -1,4 +1,5 @@
 #include "tests/daemon/daemon_fixture.h"
+#include "tests/daemon/daemon_command.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -48,50 +49,6 @@ std::vector<char*> pointers(std::vector<std::string>& texts) {
     }
     found.push_back(nullptr);
     return found;
-}
-
-std::vector<std::string> environment(const test_world& world) {
-    const std::string preload = DASHBOARD_PRELOAD_DIR;
-    std::vector<std::string> variables = {
-        "PATH=" + world.tools_folder(),
-        "LC_ALL=C",
-        "LD_PRELOAD=libworld.so", // found by the next line: a path with a blank would be taken for two names
-        "LD_LIBRARY_PATH=" + preload,
-        "WORLD_STATE=" + world.state_file(),
-        // The preloaded library comes before the sanitizer's, which it knows how to call. A cancelled thread leaves
-        // the marks of its frames on its stack, over which the sanitizer's own farewell to the signal stack stumbles.
-        "ASAN_OPTIONS=verify_asan_link_order=0:detect_leaks=0:use_sigaltstack=0",
-        "UBSAN_OPTIONS=print_stacktrace=1",
-        std::string("TSAN_OPTIONS=halt_on_error=1:exitcode=66:suppressions=\"") + DASHBOARD_TSAN_SUPPRESSIONS + "\"",
-    };
-    return variables;
-}
-
-// The words in front of the daemon's own: the emulator's, which hands the environment on itself.
-std::vector<std::string> command_line(const std::vector<std::string>& words, std::vector<std::string>& variables) {
-    std::vector<std::string> line = split(DASHBOARD_EMULATOR, ' ');
-    if (!line.empty()) {
-        for (const std::string& variable : variables) {
-            line.insert(line.end(), {"-E", variable});
-        }
-        const char* const path = getenv("PATH");
-        variables = {std::string("PATH=/usr/bin:/bin:") + (path == nullptr ? "" : path)};
-    }
-    line.push_back(DASHBOARD_EXECUTABLE);
-    line.insert(line.end(), words.begin(), words.end());
-    return line;
-}
-
-std::string program_of(const std::string& word) {
-    if (word.find('/') != std::string::npos) {
-        return word;
-    }
-    for (const char* folder : {"/usr/bin/", "/usr/local/bin/", "/bin/"}) {
-        if (access((folder + word).c_str(), X_OK) == 0) {
-            return folder + word;
-        }
-    }
-    throw std::runtime_error("no program " + word);
 }
 
 int status_of(int wait_status) {
@@ -162,18 +119,16 @@ daemon_process::daemon_process(test_world& the_world, const std::vector<std::str
 }
 
 void daemon_process::start(const std::vector<std::string>& words, int output) {
-    std::vector<std::string> variables = environment(world);
-    std::vector<std::string> line = command_line(words, variables);
-    const std::string program = program_of(line.front());
-    const std::vector<char*> arguments = pointers(line);
-    const std::vector<char*> variable_pointers = pointers(variables);
+    daemon_command command = command_in(world, words);
+    const std::vector<char*> arguments = pointers(command.words);
+    const std::vector<char*> variables = pointers(command.variables);
     const int errors_file = new_file(world.folder_of("errors"));
     started = fork();
     if (started == 0) {
         dup2(open("/dev/null", O_RDONLY), 0);
         dup2(output, 1);
         dup2(errors_file, 2);
-        execve(program.c_str(), arguments.data(), variable_pointers.data());
+        execve(command.program.c_str(), arguments.data(), variables.data());
         _exit(98);
     }
     close(output);

@@ -1,0 +1,75 @@
+#include "tests/daemon/daemon_command.h"
+
+#include <cstdlib>
+#include <sstream>
+#include <stdexcept>
+#include <unistd.h>
+
+namespace dashboard::testing {
+
+namespace {
+
+std::vector<std::string> words_of(const std::string& text) {
+    std::vector<std::string> words;
+    std::istringstream in(text);
+    for (std::string word; in >> word;) {
+        words.push_back(word);
+    }
+    return words;
+}
+
+std::vector<std::string> environment(const test_world& world) {
+    const std::string preload = DASHBOARD_PRELOAD_DIR;
+    std::vector<std::string> variables = {
+        "PATH=" + world.tools_folder(),
+        "LC_ALL=C",
+        "LD_PRELOAD=libworld.so", // found by the next line: a path with a blank would be taken for two names
+        "LD_LIBRARY_PATH=" + preload,
+        "WORLD_STATE=" + world.state_file(),
+        // The preloaded library comes before the sanitizer's, which it knows how to call. A cancelled thread leaves
+        // the marks of its frames on its stack, over which the sanitizer's own farewell to the signal stack stumbles.
+        "ASAN_OPTIONS=verify_asan_link_order=0:detect_leaks=0:use_sigaltstack=0",
+        "UBSAN_OPTIONS=print_stacktrace=1",
+        std::string("TSAN_OPTIONS=halt_on_error=1:exitcode=66:suppressions=\"") + DASHBOARD_TSAN_SUPPRESSIONS + "\"",
+    };
+    return variables;
+}
+
+// The words in front of the daemon's own: the emulator's, which hands the environment on itself.
+std::vector<std::string> command_line(const std::vector<std::string>& words, std::vector<std::string>& variables) {
+    std::vector<std::string> line = words_of(DASHBOARD_EMULATOR);
+    if (!line.empty()) {
+        for (const std::string& variable : variables) {
+            line.insert(line.end(), {"-E", variable});
+        }
+        const char* const path = getenv("PATH");
+        variables = {std::string("PATH=/usr/bin:/bin:") + (path == nullptr ? "" : path)};
+    }
+    line.push_back(DASHBOARD_EXECUTABLE);
+    line.insert(line.end(), words.begin(), words.end());
+    return line;
+}
+
+std::string program_of(const std::string& word) {
+    if (word.find('/') != std::string::npos) {
+        return word;
+    }
+    for (const char* folder : {"/usr/bin/", "/usr/local/bin/", "/bin/"}) {
+        if (access((folder + word).c_str(), X_OK) == 0) {
+            return folder + word;
+        }
+    }
+    throw std::runtime_error("no program " + word);
+}
+
+} // namespace
+
+daemon_command command_in(const test_world& world, const std::vector<std::string>& own_words) {
+    daemon_command command;
+    command.variables = environment(world);
+    command.words = command_line(own_words, command.variables);
+    command.program = program_of(command.words.front());
+    return command;
+}
+
+} // namespace dashboard::testing

@@ -1,0 +1,24 @@
+// How the built daemon is started in a world: with the world's library before it, and under an emulator where it was
+// built for another processor.
+#ifndef TESTS_DAEMON_DAEMON_COMMAND_H
+#define TESTS_DAEMON_DAEMON_COMMAND_H
+
+#include "tests/support/world.h"
+
+#include <string>
+#include <vector>
+
+namespace dashboard::testing {
+
+struct daemon_command {
+    std::string program; // path
+    std::vector<std::string> words;
+    std::vector<std::string> variables;
+};
+
+// The command for a daemon with these words of its own.
+daemon_command command_in(const test_world& world, const std::vector<std::string>& own_words);
+
+} // namespace dashboard::testing
+
+#endif
