@@ -19,7 +19,7 @@ struct record_scanner {
     first_line source;
     int parsed = 0;     // counters so far
     bool agrees = true; // nothing has been amiss yet
-    bool ended = false; // the line ended where more was expected
+    bool ended = false; // the line ended where more was expected; looked at before the first counter only
 
     void literal(const char* text) {
         if (!agrees) {
@@ -32,8 +32,10 @@ struct record_scanner {
         if (!agrees) {
             return;
         }
-        scan_space(source);
-        ended = source.peek() == -1;
+        if (parsed == 0) {
+            scan_space(source);
+            ended = source.peek() == -1;
+        }
         agrees = scan_unsigned(source, out);
         parsed += agrees ? 1 : 0;
     }

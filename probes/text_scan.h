@@ -1,7 +1,8 @@
 // scanf's ways of reading numbers and fixed text, from any character source.
 //
-// A source has `peek`, the next character or -1, and `skip`. As with scanf a mismatch leaves the offending character
-// unread and what matched before it consumed.
+// A source has `peek`, the next character or -1, and `skip`; and, after a `peek` that found a character, `cursor`,
+// where that stands in memory before others and at last a NUL, and `skip_to` a place behind it. As with scanf a
+// mismatch leaves the offending character unread and what matched before it consumed.
 #ifndef PROBES_TEXT_SCAN_H
 #define PROBES_TEXT_SCAN_H
 
@@ -45,6 +46,24 @@ struct scanned_number {
     Number magnitude = 0;
 };
 
+/// Adds the digits that stand in memory, up to the first character that is none.
+template <class Number>
+const char* add_digits(const char* at, int& room, scanned_number<Number>& number) {
+    Number magnitude = number.magnitude;
+    for (; room > 0 && is_digit(*at); ++at, --room) {
+        magnitude = magnitude * 10 + static_cast<Number>(*at - '0');
+    }
+    constexpr Number largest = std::numeric_limits<Number>::max();
+    for (; is_digit(*at); ++at) {
+        const Number digit = static_cast<Number>(*at - '0');
+        // Divided is the constant only: the router has no division of 64 bits.
+        number.overflow = number.overflow || magnitude > largest / 10 || magnitude * 10 > largest - digit;
+        magnitude = magnitude * 10 + digit;
+    }
+    number.magnitude = magnitude;
+    return at;
+}
+
 /// White space, a sign, decimal digits. Returns whether there was a digit.
 template <class Source, class Number>
 bool scan_number(Source& source, scanned_number<Number>& number) {
@@ -53,17 +72,11 @@ bool scan_number(Source& source, scanned_number<Number>& number) {
     if (number.negative || source.peek() == '+') {
         source.skip();
     }
-    constexpr Number largest = std::numeric_limits<Number>::max();
     const bool found = is_digit(source.peek());
-    Number magnitude = 0;
-    for (int c = source.peek(); is_digit(c); c = source.peek()) {
-        const Number digit = static_cast<Number>(c - '0');
-        // Divided is the constant only: the router has no division of 64 bits.
-        number.overflow = number.overflow || magnitude > largest / 10 || magnitude * 10 > largest - digit;
-        magnitude = magnitude * 10 + digit;
-        source.skip();
+    int room = std::numeric_limits<Number>::digits10; // so many digits fit unseen
+    while (is_digit(source.peek())) {
+        source.skip_to(add_digits(source.cursor(), room, number));
     }
-    number.magnitude = magnitude;
     return found;
 }
 

@@ -16,6 +16,7 @@ bool text_source::refill() {
         end -= begin;
         begin = 0;
     }
+    buffer[end] = '\0';
     if (end == capacity) {
         return false;
     }
@@ -27,6 +28,7 @@ bool text_source::refill() {
         return false;
     }
     end += static_cast<size_t>(got);
+    buffer[end] = '\0';
     return true;
 }
 

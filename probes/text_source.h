@@ -9,15 +9,16 @@ namespace dashboard {
 /// A descriptor that is read front to back through one buffer. A read that a signal interrupts is taken up again; a
 /// read error counts as the end.
 ///
-/// As a character source it has `peek` and `skip`, which the scanners of text_scan.h want.
+/// As a character source it has what the scanners of text_scan.h want.
 struct text_source {
     static constexpr size_t capacity = 16384;
 
     int fd = -1;
     size_t begin = 0; // what is in memory and not consumed: buffer[begin, end)
     size_t end = 0;
-    bool in_cut_line = false;  // the rest of a line that did not fit is still to be dropped
-    char buffer[capacity + 1]; // left as it comes: pages that no line reaches are never touched
+    bool in_cut_line = false; // the rest of a line that did not fit is still to be dropped
+    /// Left as it comes: pages that no line reaches are never touched. A NUL stands behind what was read.
+    char buffer[capacity + 1];
 
     text_source() {}
     explicit text_source(int descriptor) : fd(descriptor) {}
@@ -25,6 +26,8 @@ struct text_source {
     /// The next character, or -1 at the end.
     int peek() { return begin < end || refill() ? static_cast<unsigned char>(buffer[begin]) : -1; }
     void skip() { ++begin; }
+    const char* cursor() const { return buffer + begin; }
+    void skip_to(const char* place) { begin = static_cast<size_t>(place - buffer); }
 
     /// Reads more behind what is in memory. Returns false at the end of the input or when there is no room.
     bool refill();
@@ -44,6 +47,8 @@ struct first_line {
         return c == '\n' || c == '\0' ? -1 : c;
     }
     void skip() { text.skip(); }
+    const char* cursor() const { return text.cursor(); }
+    void skip_to(const char* place) { text.skip_to(place); }
 };
 
 /// A terminated string as a character source.
@@ -52,6 +57,8 @@ struct string_source {
 
     int peek() const { return *at != '\0' ? static_cast<unsigned char>(*at) : -1; }
     void skip() { ++at; }
+    const char* cursor() const { return at; }
+    void skip_to(const char* place) { at = place; }
 };
 
 /// Opens `path` for reading, close-on-exec. Returns the descriptor, or -1 with errno.

@@ -7,6 +7,7 @@
 #include <gmock/gmock.h>
 
 #include <cerrno>
+#include <climits>
 #include <fcntl.h>
 #include <random>
 #include <sstream>
@@ -198,6 +199,37 @@ TEST(TextSource, ScansMoreThanItHoldsAtOnce) {
     EXPECT_TRUE(scan_unsigned(reader.source, value));
     EXPECT_EQ(value, 1234u);
     EXPECT_TRUE(scan_literal(reader.source, " kB"));
+}
+
+// Where a piece ends, stale text of an earlier, longer piece stands behind it in memory.
+TEST(TextSource, ScansANumberThatComesInPieces) {
+    const std::string digits = "18446744073709551615";
+    for (size_t cut = 1; cut < digits.size(); ++cut) {
+        pieces_source reader({std::string(100, '9') + " ", digits.substr(0, cut), digits.substr(cut) + " 7"});
+        unsigned long long value = 0;
+        EXPECT_TRUE(scan_unsigned(reader.source, value));
+        EXPECT_TRUE(scan_unsigned(reader.source, value));
+        EXPECT_EQ(value, 18446744073709551615ull) << "cut behind " << cut;
+        EXPECT_TRUE(scan_unsigned(reader.source, value));
+        EXPECT_EQ(value, 7u);
+        EXPECT_FALSE(scan_unsigned(reader.source, value));
+    }
+}
+
+TEST(TextSource, NoticesAnOverflowAlsoBehindTheEndOfAPiece) {
+    for (const char* pieces :
+         {"1844674407370955161|6", "18446744073709551616|", "1|8446744073709551616", "99|9999999999999999999"}) {
+        const std::string text = pieces;
+        const size_t cut = text.find('|');
+        std::vector<std::string> parts = {text.substr(0, cut)};
+        if (cut + 1 < text.size()) {
+            parts.push_back(text.substr(cut + 1));
+        }
+        pieces_source reader(parts);
+        unsigned long long value = 0;
+        EXPECT_TRUE(scan_unsigned(reader.source, value));
+        EXPECT_EQ(value, ULLONG_MAX) << pieces;
+    }
 }
 
 TEST(TextSource, ScansAndReadsLinesInTurn) {
