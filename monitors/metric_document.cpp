@@ -27,6 +27,16 @@ char (&room(metric_document& document))[longest_text] {
     return *reinterpret_cast<char(*)[longest_text]>(document.buffer + document.used);
 }
 
+/// Puts a number below 100 down in two digits before `end`. Returns where they begin.
+char* put_pair(char* end, uint32_t number) {
+    static constexpr char pairs[] = "00010203040506070809101112131415161718192021222324"
+                                    "25262728293031323334353637383940414243444546474849"
+                                    "50515253545556575859606162636465666768697071727374"
+                                    "75767778798081828384858687888990919293949596979899";
+    memcpy(end - 2, pairs + number * 2, 2);
+    return end - 2;
+}
+
 /// Puts a text together in a room of fixed size. Once a piece does not fit, nothing more is added.
 struct text_writer {
     char* at;
@@ -43,15 +53,21 @@ struct text_writer {
     void put_unsigned(unsigned long long value) {
         char digits[20];
         char* first = digits + sizeof digits;
-        // A division of 64 bits is a call into the compiler's library on the router.
-        for (; value > UINT32_MAX; value /= 10) {
-            *--first = static_cast<char>('0' + value % 10);
+        // A division of 64 bits is a call into the compiler's library on the router: one for eight digits.
+        while (value > UINT32_MAX) {
+            const unsigned long long front = value / 100'000'000;
+            uint32_t eight = static_cast<uint32_t>(value - front * 100'000'000);
+            for (int i = 0; i < 4; ++i, eight /= 100) {
+                first = put_pair(first, eight % 100);
+            }
+            value = front;
         }
         uint32_t rest = static_cast<uint32_t>(value);
-        do {
-            *--first = static_cast<char>('0' + rest % 10);
-            rest /= 10;
-        } while (rest != 0);
+        for (; rest >= 100; rest /= 100) {
+            first = put_pair(first, rest % 100);
+        }
+        first = put_pair(first, rest);
+        first += rest < 10 ? 1 : 0;
         put(first, static_cast<size_t>(digits + sizeof digits - first));
     }
     void put_signed(long long value) {
