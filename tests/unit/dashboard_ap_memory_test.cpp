@@ -1,8 +1,11 @@
 // The large store of the per-AP monitor: its pages take memory only where an access point uses them.
 #include "tests/unit/ap_monitor_fixture.h"
+#include "tests/unit/kept_store.h"
 
+#include <algorithm>
 #include <fstream>
 #include <string>
+#include <sys/mman.h>
 #include <sys/prctl.h>
 #include <unistd.h>
 
@@ -27,6 +30,18 @@ long resident_kb() {
         }
     }
     return kb;
+}
+
+constexpr size_t store_bytes = 19'176'448;
+
+// How many pages of the newest store are in memory.
+long resident_pages_of_store() {
+    const auto page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
+    const auto store = reinterpret_cast<uintptr_t>(newest_store<char>(store_bytes));
+    const uintptr_t first = store - store % page;
+    std::vector<unsigned char> in_memory((store + store_bytes - first + page - 1) / page);
+    EXPECT_EQ(mincore(reinterpret_cast<void*>(first), store + store_bytes - first, in_memory.data()), 0);
+    return std::count_if(in_memory.begin(), in_memory.end(), [](unsigned char flags) { return (flags & 1) != 0; });
 }
 
 class ApMemory : public ap_monitor_fixture {
@@ -121,6 +136,22 @@ TEST_F(ApMemory, IsGivenBackByTermAndTakenAfreshEveryTime) {
         EXPECT_EQ(module.write_sec(csman_handle_of_tests, nullptr), 1);
         EXPECT_TRUE(published_files().empty()) << "nothing is left of the former series";
         ASSERT_EQ(term(module), 1);
+    }
+}
+
+TEST_F(ApMemory, IsUntouchedAfterEveryInitHoweverMuchOfItWasUsedBefore) {
+    for (int i = 0; i < 4; ++i) {
+        ASSERT_EQ(init(module), 1);
+        if (measuring) {
+            EXPECT_LE(resident_pages_of_store(), 2) << "after init " << i; // where the allocator keeps its books
+        }
+        report_all(128);
+        ASSERT_EQ(loop(module), 1);
+        if (measuring) {
+            EXPECT_GE(resident_pages_of_store(), 128);
+        }
+        ASSERT_EQ(term(module), 1);
+        world.remove("/tmp/aptraffic");
     }
 }
 

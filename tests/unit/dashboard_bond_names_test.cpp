@@ -181,6 +181,18 @@ TEST_F(BondNames, WithoutAMapTheListsPathIsShown) {
     expect_state(1, "office", {});
 }
 
+TEST_F(BondNames, AMapThatNamesAnInterfaceIsNoSlave) {
+    enable(0);
+    world.csman.set_string(name_map_item, "eth4");
+    slaves(0, "0:eth0 1:eth1 2:eth2 3:eth3 4:eth4");
+    ASSERT_EQ(init(module), 1);
+    ASSERT_EQ(check(module), 1);
+    interfaces({{"bond0", 1, 1}, {"eth0", 2, 2}, {"eth1", 3, 3}, {"eth2", 4, 4}, {"eth3", 5, 5}, {"eth4", 6, 6}});
+    ASSERT_EQ(loop(module), 1);
+    expect_state(0, "eth4", {"WAN-1(slave1)", "WAN-2(slave2)", "WAN-3(slave3)", "WAN-4(slave4)"},
+                 {{t0, 2, {4, 6, 8, 10}}});
+}
+
 TEST_F(BondNames, AnEmptyMapIsAnEmptyName) {
     enable(0);
     slaves(0, "");

@@ -1,5 +1,6 @@
 // The current-traffic snapshot: when it is made, and its life.
 #include "tests/unit/current_fixture.h"
+#include "tests/unit/kept_store.h"
 
 #include <cerrno>
 #include <unistd.h>
@@ -124,6 +125,18 @@ TEST_F(Current, InitKeepsAStoreThatIsThere) {
     loop_it();
     ASSERT_EQ(init_it(), 1);
     expect_devices({{"eth0", "Ethernet", 2600, 1300, 200, 100}}); // rates against the sample before
+}
+
+TEST_F(Current, StoreKnowsWhenItWasMade) {
+    using kept_ring = kept_series<char[4448], 10>;
+    world.clock.set(t0 + 100);
+    ASSERT_EQ(init_it(), 1);
+    const auto* const ring = newest_store<kept_ring>();
+    ASSERT_NE(ring, nullptr);
+    EXPECT_EQ(ring->last_roll_up, t0 + 100);
+    world.clock.set(t0 + 200);
+    ASSERT_EQ(init_it(), 1);
+    EXPECT_EQ(ring->last_roll_up, t0 + 100);
 }
 
 TEST_F(Current, TermFreesTheStoreAndUnlinksTwoLiteralNames) {

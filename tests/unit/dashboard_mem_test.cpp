@@ -57,6 +57,13 @@ TEST_F(Mem, IsTotalLessFreeInKilobytes) {
 )");
 }
 
+TEST_F(Mem, MayBeZero) {
+    ASSERT_EQ(init_it(), 1);
+    world.meminfo(1000, 1000);
+    ASSERT_EQ(loop_it(), 1);
+    expect_document("mem_usage_sec", mem_document({{t0, {0}}}));
+}
+
 TEST_F(Mem, EveryInitStartsFreememInTheBackgroundBeforeItPublishes) {
     for (int i = 0; i < 2; ++i) {
         world.forget_calls();
