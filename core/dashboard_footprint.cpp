@@ -25,6 +25,12 @@ struct file_pages {
     }
 };
 
+/// The loader tells addresses as numbers.
+template <class T>
+T* at_address(uintptr_t address) {
+    return reinterpret_cast<T*>(address); // NOLINT(performance-no-int-to-ptr)
+}
+
 bool says_patched(const ElfW(Dyn) & entry) {
     return entry.d_tag == DT_TEXTREL || (entry.d_tag == DT_FLAGS && (entry.d_un.d_val & DF_TEXTREL) != 0);
 }
@@ -35,7 +41,7 @@ bool has_patched_code(const dl_phdr_info& object) {
         if (object.dlpi_phdr[i].p_type != PT_DYNAMIC) {
             continue;
         }
-        const auto* entry = reinterpret_cast<const ElfW(Dyn)*>(object.dlpi_addr + object.dlpi_phdr[i].p_vaddr);
+        const auto* entry = at_address<const ElfW(Dyn)>(object.dlpi_addr + object.dlpi_phdr[i].p_vaddr);
         for (; entry->d_tag != DT_NULL; ++entry) {
             if (says_patched(*entry)) {
                 return true;
@@ -68,7 +74,7 @@ void forget_start() {
     const uintptr_t page = static_cast<uintptr_t>(sysconf(_SC_PAGESIZE));
     for (size_t i = 0; i < pages.count; ++i) {
         const uintptr_t begin = pages.stretch[i].begin - pages.stretch[i].begin % page;
-        madvise(reinterpret_cast<void*>(begin), pages.stretch[i].end - begin, MADV_DONTNEED);
+        madvise(at_address<void>(begin), pages.stretch[i].end - begin, MADV_DONTNEED);
     }
 }
 

@@ -79,7 +79,7 @@ unsigned long long sum(const unsigned long long (&counters)[vap_limit]) {
     return std::accumulate(counters, counters + vap_limit, 0ULL);
 }
 
-bool take_sample(allap_sample& sample) {
+bool get_allap_traffic_item(allap_sample& sample, int /*handle*/) {
     bool taken = false;
     for (int32_t i = 0; i < ap_limit; ++i) {
         ap_traffic_record record{};
@@ -92,6 +92,7 @@ bool take_sample(allap_sample& sample) {
         sample.vap50_sum[i] = sum(record.vap50_txrx);
         taken = true;
     }
+    sample.time = wall_seconds();
     return taken;
 }
 
@@ -117,40 +118,16 @@ int write_series(const metric_series<allap_sample, ring_slots>& series, const do
 
 using callbacks = store_callbacks<store, about, write_series>;
 
-int allap_traffic_init(int handle, int /*unused*/) {
-    if (!make_store(store, about)) {
-        return 0;
-    }
-    start_series(store->history);
-    callbacks::write_all(handle);
-    mark_start(handle, about.start_marker);
-    return 1;
-}
+void set_up_nothing(int /*handle*/) {}
 
-int allap_traffic_loop(int /*handle*/, int32_t* viewer, const monitor_cb* /*callbacks*/) {
-    allap_sample sample{};
-    if (store == nullptr || !take_sample(sample)) {
-        return 0;
-    }
-    sample.time = wall_seconds();
-    return metric_feed(store->history, sample, viewer_request(viewer) > 0, about, write_series);
-}
+constexpr auto allap_traffic_init = callbacks::init<set_up_nothing>;
+constexpr auto allap_traffic_loop = callbacks::loop<get_allap_traffic_item>;
 
 } // namespace
 
 extern constexpr monitor_cb allap_traffic_monitor = {
-    allap_traffic_init,
-    nullptr,
-    callbacks::term,
-    allap_traffic_loop,
-    callbacks::write_sec,
-    callbacks::write_min,
+    allap_traffic_init,    nullptr, callbacks::term, allap_traffic_loop, callbacks::write_sec, callbacks::write_min,
     callbacks::write_hour,
-    nullptr,
-    nullptr,
-    nullptr,
-    nullptr,
-    nullptr,
 };
 
 } // namespace dashboard

@@ -188,11 +188,6 @@ extern constexpr monitor_cb ap_traffic_monitor = {
     write_present<&metric_store<ap_sample>::sec, &monitor_description::sec>,
     write_present<&metric_store<ap_sample>::min, &monitor_description::min>,
     write_present<&metric_store<ap_sample>::hour, &monitor_description::hour>,
-    nullptr,
-    nullptr,
-    nullptr,
-    nullptr,
-    nullptr,
 };
 
 } // namespace dashboard

@@ -257,7 +257,7 @@ int bond_traffic_check(int handle, int32_t* /*viewer*/, const monitor_cb* /*call
     return 1;
 }
 
-int bond_traffic_loop(int /*handle*/, int32_t* viewer, const monitor_cb* /*callbacks*/) {
+int get_bond_traffic_item(int /*handle*/, int32_t* viewer, const monitor_cb* /*callbacks*/) {
     if (store == nullptr) {
         return 0;
     }
@@ -288,15 +288,10 @@ extern constexpr monitor_cb bond_traffic_monitor = {
     bond_traffic_init,
     bond_traffic_check,
     bond_traffic_term,
-    bond_traffic_loop,
+    get_bond_traffic_item,
     write_indexed<&metric_store<bond_sample>::sec, &monitor_description::sec>,
     write_indexed<&metric_store<bond_sample>::min, &monitor_description::min>,
     write_indexed<&metric_store<bond_sample>::hour, &monitor_description::hour>,
-    nullptr,
-    nullptr,
-    nullptr,
-    nullptr,
-    nullptr,
 };
 
 } // namespace dashboard

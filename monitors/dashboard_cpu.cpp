@@ -61,7 +61,7 @@ constexpr monitor_description about = {
 
 // ---- sampling
 
-bool take_measurement(cpu_sample& sample) {
+bool get_cpu_usage_item(cpu_sample& sample, int /*handle*/) {
     cpu_info measurement{};
     if (query_cpu_info(&measurement) == 0) {
         return false;
@@ -89,40 +89,18 @@ int write_series(const metric_series<cpu_sample>& series, const document_names& 
 
 using callbacks = store_callbacks<store, about, write_series>;
 
-int cpu_usage_init(int handle, int /*unused*/) {
-    if (!make_store(store, about)) {
-        return 0;
-    }
-    start_series(store->history);
+void count_cores(int /*handle*/) {
     core_count = get_proc_cpu_nr();
-    callbacks::write_all(handle);
-    mark_start(handle, about.start_marker);
-    return 1;
 }
 
-int cpu_usage_loop(int /*handle*/, int32_t* viewer, const monitor_cb* /*callbacks*/) {
-    cpu_sample sample{};
-    if (store == nullptr || !take_measurement(sample)) {
-        return 0;
-    }
-    return metric_feed(store->history, sample, viewer_request(viewer) > 0, about, write_series);
-}
+constexpr auto cpu_usage_init = callbacks::init<count_cores>;
+constexpr auto cpu_usage_loop = callbacks::loop<get_cpu_usage_item>;
 
 } // namespace
 
 extern constexpr monitor_cb cpu_usage_monitor = {
-    cpu_usage_init,
-    nullptr,
-    callbacks::term,
-    cpu_usage_loop,
-    callbacks::write_sec,
-    callbacks::write_min,
+    cpu_usage_init,        nullptr, callbacks::term, cpu_usage_loop, callbacks::write_sec, callbacks::write_min,
     callbacks::write_hour,
-    nullptr,
-    nullptr,
-    nullptr,
-    nullptr,
-    nullptr,
 };
 
 } // namespace dashboard

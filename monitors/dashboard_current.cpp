@@ -258,18 +258,7 @@ int write_sec(int /*handle*/, const int32_t* /*index*/) {
 } // namespace
 
 extern constexpr monitor_cb current_traffic_monitor = {
-    current_traffic_init,
-    nullptr,
-    current_traffic_term,
-    current_traffic_loop,
-    write_sec,
-    nullptr,
-    nullptr,
-    nullptr,
-    nullptr,
-    nullptr,
-    nullptr,
-    nullptr,
+    current_traffic_init, nullptr, current_traffic_term, current_traffic_loop, write_sec,
 };
 
 } // namespace dashboard

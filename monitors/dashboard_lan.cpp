@@ -82,13 +82,14 @@ bool sample_bridge(lan_sample& sample, int32_t bridge) {
     return true;
 }
 
-bool get_lan_traffic_item(lan_sample& sample) {
+bool get_lan_traffic_item(lan_sample& sample, int /*handle*/) {
     bool taken = false;
     for (int32_t bridge = 0; bridge < lan_bridges; ++bridge) {
         if (store->flag[bridge] == 1) {
             taken = sample_bridge(sample, bridge) || taken;
         }
     }
+    sample.time = wall_seconds();
     return taken;
 }
 
@@ -122,15 +123,8 @@ int write_series(const metric_series<lan_sample>& series, const document_names& 
 
 using callbacks = store_callbacks<store, about, write_series>;
 
-int lan_traffic_init(int handle, int /*unused*/) {
-    if (!make_store(store, about)) {
-        return 0;
-    }
-    start_series(store->history);
+void find_bridges(int /*handle*/) {
     check_lan_bridges(store->flag, bridge_probe::every_bridge);
-    callbacks::write_all(handle);
-    mark_start(handle, about.start_marker);
-    return 1;
 }
 
 int lan_traffic_check(int /*handle*/, int32_t* /*viewer*/, const monitor_cb* /*callbacks*/) {
@@ -141,37 +135,18 @@ int lan_traffic_check(int /*handle*/, int32_t* /*viewer*/, const monitor_cb* /*c
     return 1;
 }
 
-int lan_traffic_loop(int /*handle*/, int32_t* viewer, const monitor_cb* /*callbacks*/) {
-    lan_sample sample{};
-    if (store == nullptr || !get_lan_traffic_item(sample)) {
-        return 0;
-    }
-    sample.time = wall_seconds();
-    return metric_feed(store->history, sample, viewer_request(viewer) > 0, about, write_series);
+int data_export(int /*handle*/, const int32_t* selector) {
+    return export_history(store, selector, exports, about.source, rows);
 }
 
-int data_export(int /*handle*/, const int32_t* selector) {
-    const auto export_series = [](const metric_series<lan_sample>& series, const export_names& names) {
-        return export_differences(series, about.source, names, rows);
-    };
-    return select_export(store, selector, exports, export_series);
-}
+constexpr auto lan_traffic_init = callbacks::init<find_bridges>;
+constexpr auto lan_traffic_loop = callbacks::loop<get_lan_traffic_item>;
 
 } // namespace
 
 extern constexpr monitor_cb lan_traffic_monitor = {
-    lan_traffic_init,
-    lan_traffic_check,
-    callbacks::term,
-    lan_traffic_loop,
-    callbacks::write_sec,
-    callbacks::write_min,
-    callbacks::write_hour,
-    nullptr,
-    nullptr,
-    data_export,
-    nullptr,
-    nullptr,
+    lan_traffic_init,     lan_traffic_check,     callbacks::term, lan_traffic_loop, callbacks::write_sec,
+    callbacks::write_min, callbacks::write_hour, nullptr,         nullptr,          data_export,
 };
 
 } // namespace dashboard

@@ -50,7 +50,7 @@ constexpr monitor_description about = {
 
 // ---- sampling
 
-bool take_measurement(mem_sample& sample) {
+bool get_mem_usage_item(mem_sample& sample, int /*handle*/) {
     sample.time = wall_seconds();
     const int32_t used = get_mem_usage(kilobytes);
     sample.used = static_cast<uint32_t>(used);
@@ -71,40 +71,18 @@ int write_series(const metric_series<mem_sample>& series, const document_names& 
 
 using callbacks = store_callbacks<store, about, write_series>;
 
-int mem_usage_init(int handle, int /*unused*/) {
-    if (!make_store(store, about)) {
-        return 0;
-    }
-    start_series(store->history);
+void start_freemem(int /*handle*/) {
     _exec_cmd(getpid(), about.source, about.init, __LINE__, "freemem &");
-    callbacks::write_all(handle);
-    mark_start(handle, about.start_marker);
-    return 1;
 }
 
-int mem_usage_loop(int /*handle*/, int32_t* viewer, const monitor_cb* /*callbacks*/) {
-    mem_sample sample{};
-    if (store == nullptr || !take_measurement(sample)) {
-        return 0;
-    }
-    return metric_feed(store->history, sample, viewer_request(viewer) > 0, about, write_series);
-}
+constexpr auto mem_usage_init = callbacks::init<start_freemem>;
+constexpr auto mem_usage_loop = callbacks::loop<get_mem_usage_item>;
 
 } // namespace
 
 extern constexpr monitor_cb mem_usage_monitor = {
-    mem_usage_init,
-    nullptr,
-    callbacks::term,
-    mem_usage_loop,
-    callbacks::write_sec,
-    callbacks::write_min,
+    mem_usage_init,        nullptr, callbacks::term, mem_usage_loop, callbacks::write_sec, callbacks::write_min,
     callbacks::write_hour,
-    nullptr,
-    nullptr,
-    nullptr,
-    nullptr,
-    nullptr,
 };
 
 } // namespace dashboard

@@ -107,6 +107,7 @@ bool get_sim_strquality_item(sim_sample& sample, int handle) {
             live = sample_slot(sample, handle, k) || live;
         }
     }
+    sample.time = wall_seconds();
     return live;
 }
 
@@ -158,17 +159,6 @@ int write_series(const metric_series<sim_sample>& series, const document_names& 
 
 using callbacks = store_callbacks<store, about, write_series>;
 
-int sim_strquality_init(int handle, int /*unused*/) {
-    if (!make_store(store, about)) {
-        return 0;
-    }
-    start_series(store->history);
-    read_enabled(handle);
-    callbacks::write_all(handle);
-    mark_start(handle, about.start_marker);
-    return 1;
-}
-
 int sim_strquality_check(int handle, int32_t* /*viewer*/, const monitor_cb* /*callbacks*/) {
     if (store == nullptr) {
         _warn("sim_strquality_check", __LINE__, "can't do check function");
@@ -178,18 +168,12 @@ int sim_strquality_check(int handle, int32_t* /*viewer*/, const monitor_cb* /*ca
     return 1;
 }
 
-int sim_strquality_loop(int handle, int32_t* viewer, const monitor_cb* /*callbacks*/) {
-    sim_sample sample{};
-    if (store == nullptr || !get_sim_strquality_item(sample, handle)) {
-        return 0;
-    }
-    sample.time = wall_seconds();
-    return metric_feed(store->history, sample, viewer_request(viewer) > 0, about, write_series);
-}
-
 int data_export(int /*handle*/, const int32_t* selector) {
     return select_export(store, selector, exports, export_series);
 }
+
+constexpr auto sim_strquality_init = callbacks::init<read_enabled>;
+constexpr auto sim_strquality_loop = callbacks::loop<get_sim_strquality_item>;
 
 } // namespace
 
@@ -204,8 +188,6 @@ extern constexpr monitor_cb sim_strquality_monitor = {
     nullptr,
     nullptr,
     data_export,
-    nullptr,
-    nullptr,
 };
 
 } // namespace dashboard

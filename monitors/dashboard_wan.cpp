@@ -100,13 +100,14 @@ bool sample_slot(wan_sample& sample, int32_t slot) {
     return true;
 }
 
-bool get_wan_traffic_item(wan_sample& sample) {
+bool get_wan_traffic_item(wan_sample& sample, int /*handle*/) {
     bool taken = false;
     for (int32_t slot = 0; slot < wan_slots; ++slot) {
         if (store->in_use(slot)) {
             taken = sample_slot(sample, slot) || taken;
         }
     }
+    sample.time = wall_seconds();
     return taken;
 }
 
@@ -140,20 +141,13 @@ int write_series(const metric_series<wan_sample>& series, const document_names& 
 
 using callbacks = store_callbacks<store, about, write_series>;
 
-int wan_traffic_init(int handle, int /*unused*/) {
-    if (!make_store(store, about)) {
-        return 0;
-    }
-    start_series(store->history);
+void add_connections(int handle) {
     for (int32_t slot = 0; slot < wan_slots; ++slot) {
         read_name(handle, slot);
         if (store->in_use(slot)) {
             _msg("wan_traffic_init", __LINE__, "Add WAN%d:(%s)", slot, wan_name(store->name[slot]).text);
         }
     }
-    callbacks::write_all(handle);
-    mark_start(handle, about.start_marker);
-    return 1;
 }
 
 int wan_traffic_check(int handle, int32_t* /*viewer*/, const monitor_cb* /*callbacks*/) {
@@ -167,37 +161,18 @@ int wan_traffic_check(int handle, int32_t* /*viewer*/, const monitor_cb* /*callb
     return 1;
 }
 
-int wan_traffic_loop(int /*handle*/, int32_t* viewer, const monitor_cb* /*callbacks*/) {
-    wan_sample sample{};
-    if (store == nullptr || !get_wan_traffic_item(sample)) {
-        return 0;
-    }
-    sample.time = wall_seconds();
-    return metric_feed(store->history, sample, viewer_request(viewer) > 0, about, write_series);
+int data_export(int /*handle*/, const int32_t* selector) {
+    return export_history(store, selector, exports, about.source, rows);
 }
 
-int data_export(int /*handle*/, const int32_t* selector) {
-    const auto export_series = [](const metric_series<wan_sample>& series, const export_names& names) {
-        return export_differences(series, about.source, names, rows);
-    };
-    return select_export(store, selector, exports, export_series);
-}
+constexpr auto wan_traffic_init = callbacks::init<add_connections>;
+constexpr auto wan_traffic_loop = callbacks::loop<get_wan_traffic_item>;
 
 } // namespace
 
 extern constexpr monitor_cb wan_traffic_monitor = {
-    wan_traffic_init,
-    wan_traffic_check,
-    callbacks::term,
-    wan_traffic_loop,
-    callbacks::write_sec,
-    callbacks::write_min,
-    callbacks::write_hour,
-    nullptr,
-    nullptr,
-    data_export,
-    nullptr,
-    nullptr,
+    wan_traffic_init,     wan_traffic_check,     callbacks::term, wan_traffic_loop, callbacks::write_sec,
+    callbacks::write_min, callbacks::write_hour, nullptr,         nullptr,          data_export,
 };
 
 } // namespace dashboard

@@ -28,7 +28,7 @@ char (&room(metric_document& document))[longest_text] {
 }
 
 /// Puts a number below 100 down in two digits before `end`. Returns where they begin.
-char* put_pair(char* end, uint32_t number) {
+char* put_pair(char* end, size_t number) {
     static constexpr char pairs[] = "00010203040506070809101112131415161718192021222324"
                                     "25262728293031323334353637383940414243444546474849"
                                     "50515253545556575859606162636465666768697071727374"

@@ -77,6 +77,15 @@ int select_export(const Store* store, const int32_t* selector, const export_name
     }
 }
 
+/// The data export of a module of byte counters, each sample's `rows` as export_differences has them.
+template <class Store, class Rows>
+int export_history(const Store* store, const int32_t* selector, const export_names (&names)[3], const char* source,
+                   Rows rows) {
+    return select_export(store, selector, names, [source, rows](const auto& series, const export_names& bases) {
+        return export_differences(series, source, bases, rows);
+    });
+}
+
 } // namespace dashboard
 
 #endif

@@ -5,6 +5,7 @@
 #define MONITORS_METRIC_STORE_H
 
 #include "core/dashboard_log.h"
+#include "core/monitor_cb.h"
 #include "monitors/metric_document.h"
 #include "monitors/metric_series.h"
 
@@ -19,6 +20,8 @@ namespace dashboard {
 /// what else the module keeps follows.
 template <class Sample, int32_t slots = 120>
 struct metric_store {
+    using sample_type = Sample;
+
     metric_series<Sample, slots> sec;
     metric_series<Sample, slots> min;
     metric_series<Sample, slots> hour;
@@ -205,10 +208,39 @@ int metric_feed(metric_store<Sample, slots>& store, Sample& sample, bool watched
     return 1;
 }
 
-/// The callbacks that differ between modules by store and description only. `store` is the module's store pointer,
-/// `write_series(series, names)` writes one of its documents.
+/// The callbacks that differ between modules by store, description and a few steps only. `store` is the module's store
+/// pointer, `write_series(series, names)` writes one of its documents.
 template <auto& store, const monitor_description& about, auto write_series>
 struct store_callbacks {
+    using sample_type = typename decltype(store->history)::sample_type;
+
+    /// `set_up(handle)` does what the module does for itself, between the clearing of its store and its first
+    /// documents.
+    template <void (*set_up)(int handle)>
+    static int init(int handle, int /*unused*/) {
+        if (!make_store(store, about)) {
+            return 0;
+        }
+        start_series(store->history);
+        set_up(handle);
+        write_sec(handle, nullptr);
+        write_min(handle, nullptr);
+        write_hour(handle, nullptr);
+        mark_start(handle, about.start_marker);
+        return 1;
+    }
+
+    /// `take_sample(sample, handle)` fills a zeroed sample, its time included, or returns false when there is nothing
+    /// to be sampled.
+    template <bool (*take_sample)(sample_type& sample, int handle)>
+    static int loop(int handle, int32_t* viewer, const monitor_cb* /*callbacks*/) {
+        sample_type sample{};
+        if (store == nullptr || !take_sample(sample, handle)) {
+            return 0;
+        }
+        return metric_feed(store->history, sample, viewer_request(viewer) > 0, about, write_series);
+    }
+
     static int term(int /*handle*/, int /*unused*/) { return drop_store(store, about); }
 
     static int write_sec(int /*handle*/, const int32_t* /*index*/) {
@@ -219,12 +251,6 @@ struct store_callbacks {
     }
     static int write_hour(int /*handle*/, const int32_t* /*index*/) {
         return store != nullptr ? write_series(store->history.hour, about.hour) : 0;
-    }
-    /// The three documents of a module that has just been made ready.
-    static void write_all(int handle) {
-        write_sec(handle, nullptr);
-        write_min(handle, nullptr);
-        write_hour(handle, nullptr);
     }
 };
 

@@ -48,18 +48,6 @@ struct wifi_band {
 template <const monitor_description& about, const wifi_band& band>
 class wifi_traffic {
 public:
-    static int init(int handle, int /*unused*/) {
-        if (!make_store(store, about)) {
-            return 0;
-        }
-        start_series(store->history);
-        pattern[0] = '\0';
-        resolve_pattern(handle);
-        callbacks::write_all(handle);
-        mark_start(handle, about.start_marker);
-        return 1;
-    }
-
     /// Lets a band whose main interface was not known yet begin without a restart.
     static int check(int handle, int32_t* /*viewer*/, const monitor_cb* /*callbacks*/) {
         if (store == nullptr) {
@@ -71,20 +59,8 @@ public:
         return 1;
     }
 
-    static int loop(int /*handle*/, int32_t* viewer, const monitor_cb* /*callbacks*/) {
-        wifi_sample sample{};
-        if (store == nullptr || !take_sample(sample)) {
-            return 0;
-        }
-        sample.time = wall_seconds();
-        return metric_feed(store->history, sample, viewer_request(viewer) > 0, about, write_series);
-    }
-
     static int data_export(int /*handle*/, const int32_t* selector) {
-        const auto export_series = [](const metric_series<wifi_sample>& series, const export_names& names) {
-            return export_differences(series, about.source, names, rows);
-        };
-        return select_export(store, selector, band.exports, export_series);
+        return export_history(store, selector, band.exports, about.source, rows);
     }
 
 private:
@@ -104,6 +80,11 @@ private:
         } else {
             pattern[0] = '\0';
         }
+    }
+
+    static void set_up(int handle) {
+        pattern[0] = '\0';
+        resolve_pattern(handle);
     }
 
     struct vap_name {
@@ -131,7 +112,7 @@ private:
         return taken;
     }
 
-    static bool take_sample(wifi_sample& sample) {
+    static bool get_wifi_traffic_item(wifi_sample& sample, int /*handle*/) {
         bool found = false;
         const netdev_entry* entry = nullptr;
         int32_t i = pattern[0] != '\0' ? netdev_found(0, "ra*", &entry) : -1;
@@ -141,6 +122,7 @@ private:
             }
             i = netdev_found(static_cast<uint32_t>(i) + 1, "ra*", &entry);
         }
+        sample.time = wall_seconds();
         return found;
     }
 
@@ -158,18 +140,16 @@ private:
 
 public:
     static constexpr monitor_cb monitor = {
-        init,
+        callbacks::template init<set_up>,
         check,
         callbacks::term,
-        loop,
+        callbacks::template loop<get_wifi_traffic_item>,
         callbacks::write_sec,
         callbacks::write_min,
         callbacks::write_hour,
         nullptr,
         nullptr,
         data_export,
-        nullptr,
-        nullptr,
     };
 };
 
