@@ -35,9 +35,10 @@ protected:
     // Interface i receives i bytes and sends 10 i bytes a second.
     void count_traffic(int64_t now) {
         std::vector<interface_bytes> counted = interfaces;
-        for (uint64_t i = 0; i < 75; ++i) {
-            counted[i].rx += i * static_cast<uint64_t>(now - first_cycle);
-            counted[i].tx += 10 * i * static_cast<uint64_t>(now - first_cycle);
+        const auto passed = static_cast<uint64_t>(now - first_cycle);
+        for (size_t i = 0; i < counted.size(); ++i) {
+            counted[i].rx += i * passed;
+            counted[i].tx += 10 * i * passed;
         }
         world.netdev(counted);
     }
