@@ -68,16 +68,20 @@ const char* add_digits(const char* at, int& room, scanned_number<Number>& number
 template <class Source, class Number>
 bool scan_number(Source& source, scanned_number<Number>& number) {
     scan_space(source);
-    number.negative = source.peek() == '-';
-    if (number.negative || source.peek() == '+') {
+    int c = source.peek();
+    number.negative = c == '-';
+    if (c == '-' || c == '+') {
         source.skip();
+        c = source.peek();
     }
-    const bool found = is_digit(source.peek());
+    if (!is_digit(c)) {
+        return false;
+    }
     int room = std::numeric_limits<Number>::digits10; // so many digits fit unseen
-    while (is_digit(source.peek())) {
+    do {
         source.skip_to(add_digits(source.cursor(), room, number));
-    }
-    return found;
+    } while (is_digit(source.peek()));
+    return true;
 }
 
 /// "%lu" or "%llu", whichever `Number` is: a number that is too large reads as the largest, a minus sign negates in
