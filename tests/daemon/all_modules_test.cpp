@@ -107,15 +107,26 @@ protected:
         }
     }
 
+    // The inputs of the second `now`, the models told.
+    void count_traffic(int64_t now) {
+        const auto n = static_cast<uint64_t>(now - first_cycle);
+        fill_world(world, n);
+        world.meminfo(131072, 65536 - n);
+        for (followed_module& one : followed) {
+            EXPECT_TRUE(one.model.feed({now, one.measure(n)}));
+        }
+    }
+
     void live_and_count(int cycles) {
-        live(cycles, [this](int64_t now) {
-            const auto n = static_cast<uint64_t>(now - first_cycle);
-            fill_world(world, n);
-            world.meminfo(131072, 65536 - n);
-            for (followed_module& one : followed) {
-                EXPECT_TRUE(one.model.feed({now, one.measure(n)}));
-            }
-        });
+        live(cycles, [this](int64_t now) { count_traffic(now); });
+    }
+
+    // Most of these seconds the clock leaves out, so that an emulated processor gets through the hour too.
+    void pass_until(int64_t second) {
+        while (world.clock.now() < second && !HasFatalFailure()) {
+            live_and_count(20);
+            step_clock(40, [this](int64_t now) { count_traffic(now); });
+        }
     }
 
     void look_away() {
@@ -152,14 +163,15 @@ TEST_F(all_together, ShowWhatTheyMeasuredForMoreThanAnHour) {
         expect_documents({"sec", "min"});
     }
     look_away();
-    live_and_count(3600 - 180 - 70);
+    pass_until(first_cycle + 3500);
     look_again();
-    live_and_count(70);
+    live_and_count(130);
     expect_documents({"sec", "min", "hour"});
-    live_and_count(125);
+    live_and_count(65);
     expect_documents({"sec", "min", "hour"});
 
-    const int64_t hour = first_cycle + 3600;
+    ASSERT_EQ(followed[0].model.hour.held.size(), 1u);
+    const int64_t hour = followed[0].model.hour.held[0].time;
     EXPECT_EQ(read("aptraffic_allap_hour.xml"), datalist(time_line(hour)));
     EXPECT_THAT(read("aptraffic_allap_sec.xml"), HasSubstr("    <ap_1_TxRx>"));
     EXPECT_EQ(read("cpu_usage_hour_0.xml"),
