@@ -4,6 +4,7 @@
 #undef _FORTIFY_SOURCE
 #include "tests/support/inside.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <ctime>
@@ -49,10 +50,17 @@ int64_t next_wall_second(const world_state* world) {
     return (wall / ns_per_second + 1) * ns_per_second - world->wall_offset;
 }
 
-// Moves the clock by itself: the way of a world without a driver.
+void call_sleep_hook() {
+    if (sleep_hook != nullptr) {
+        sleep_hook(sleep_hook_argument);
+    }
+}
+
+// Moves the clock by itself: the way of a world without a driver. An interrupted sleep leaves that to the hook.
 int sleep_alone(world_state* world, int64_t deadline, int64_t* rest) {
     if (must_fail("sleep")) {
-        *rest = deadline - monotonic_now(world);
+        call_sleep_hook();
+        *rest = std::max<int64_t>(0, deadline - monotonic_now(world));
         return EINTR;
     }
     {
@@ -61,9 +69,7 @@ int sleep_alone(world_state* world, int64_t deadline, int64_t* rest) {
             world->monotonic = deadline;
         }
     }
-    if (sleep_hook != nullptr) {
-        sleep_hook(sleep_hook_argument);
-    }
+    call_sleep_hook();
     return 0;
 }
 
@@ -247,6 +253,9 @@ INTERPOSE(int, clock_nanosleep, clockid_t clock, int flags, const timespec* requ
     if (world == nullptr) {
         return REAL(int (*)(clockid_t, int, const timespec*, timespec*), clock_nanosleep)(clock, flags, request,
                                                                                           remaining);
+    }
+    if (request->tv_sec < 0 || request->tv_nsec < 0 || request->tv_nsec >= ns_per_second) {
+        return EINVAL;
     }
     const int64_t ns = nanoseconds(*request);
     record("clock_nanosleep", "%d %d %lld", static_cast<int>(clock), flags, static_cast<long long>(ns));

@@ -149,7 +149,8 @@ public:
 
     // What getppid answers.
     void parent_id(int32_t pid);
-    // Called in every sleep of this process, after it moved the clock. For unit tests.
+    // Called in every sleep of this process, after it moved the clock; in one that is interrupted before the sleeper
+    // hears of it, with the clock where it was. For unit tests.
     void on_sleep(std::function<void()> hook);
 
     world_state& state() { return *shared; }

@@ -32,6 +32,33 @@ TEST(SleepFully, IsNotShortenedBySignals) {
     EXPECT_EQ(world.clock.monotonic_ns() - before, 5 * ns_per_second);
 }
 
+TEST(SleepFully, SleepsTheRestHoweverLateASignalComes) {
+    test_world world;
+    world.clock.advance(0.4); // the deadline is no whole second
+    int interruptions = 4;
+    world.fail("sleep", EINTR, "", interruptions);
+    world.on_sleep([&] {
+        if (interruptions-- > 0) {
+            world.clock.advance(0.7);
+        }
+    });
+    const int64_t before = world.clock.monotonic_ns();
+    sleep_fully(3);
+    EXPECT_EQ(world.clock.monotonic_ns() - before, 3 * ns_per_second);
+    EXPECT_THAT(world.calls("clock_nanosleep"),
+                ElementsAre("1 0 3000000000", "1 0 2300000000", "1 0 1600000000", "1 0 900000000", "1 0 200000000"));
+}
+
+TEST(SleepFully, IsOverWhenASignalComesTooLate) {
+    for (const double lateness : {3.1, 4.0, 5.0}) {
+        test_world world;
+        world.fail("sleep", EINTR);
+        world.on_sleep([&] { world.clock.advance(lateness); });
+        sleep_fully(3);
+        EXPECT_THAT(world.calls("clock_nanosleep"), SizeIs(1)) << lateness;
+    }
+}
+
 TEST(SleepFully, GoesByTheMonotonicClock) {
     test_world world;
     world.fail("sleep", EINTR, "", 2);
@@ -145,6 +172,22 @@ TEST_F(NextSecond, AllowsUpToATenthOfASecondFarFromTheTurn) {
     read_slack();
     ASSERT_FALSE(slacks.empty());
     EXPECT_EQ(slacks.front(), 100'000'000);
+}
+
+TEST_F(NextSecond, AllowsWhatIsLeftOfTheSecondButThreeMilliseconds) {
+    const struct {
+        int64_t into_second; // ns
+        long long allowed;
+    } cases[] = {{950'000'000, 47'000'000}, {996'999'999, 1}, {997'000'000, 0}};
+    settle();
+    for (const auto& one : cases) {
+        watch.steady = true;
+        world.clock.set(world.clock.now(), one.into_second);
+        forget();
+        wait();
+        read_slack();
+        EXPECT_EQ(slacks.empty() ? 0 : slacks.front(), one.allowed) << one.into_second;
+    }
 }
 
 TEST_F(NextSecond, TakesTheSlackBackBeforeTheTurnAndLeavesNone) {
