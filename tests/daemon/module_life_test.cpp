@@ -19,6 +19,10 @@ struct module_case {
     std::string watched;            // document that a viewer sees, with a request of 1
 };
 
+void PrintTo(const module_case& module, std::ostream* out) {
+    *out << module.name;
+}
+
 std::string name_of_module(const ::testing::TestParamInfo<module_case>& about) {
     return about.param.name;
 }

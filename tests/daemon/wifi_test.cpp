@@ -20,6 +20,10 @@ struct band_case {
     bool total_counts_received;
 };
 
+void PrintTo(const band_case& band, std::ostream* out) {
+    *out << band.name;
+}
+
 std::string name_of_band(const ::testing::TestParamInfo<band_case>& about) {
     return about.param.name;
 }
