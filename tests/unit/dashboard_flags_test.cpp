@@ -129,6 +129,16 @@ TEST(PidFile, IsClosedOnce) {
     close(same);
 }
 
+TEST(PidFile, IsClosedWhenItIsDescriptorZero) {
+    in_own_process([] {
+        close(0);
+        ASSERT_EQ(open("/dev/null", O_RDONLY | O_CLOEXEC), 0);
+        pidFilehandle = 0;
+        close_pid_file();
+        EXPECT_FALSE(is_open(0));
+    });
+}
+
 TEST(Configuration, IsClosedOnce) {
     test_world world;
     csman_handle = 7;

@@ -220,6 +220,15 @@ TEST_F(DhPrintf, WarnsAboutANegativeDescriptor) {
     EXPECT_THAT(world.messages(), ElementsAre("warn[dh_printf]: fd error(-1)!\n", "warn[dh_printf]: fd error(-7)!\n"));
 }
 
+TEST_F(DhPrintf, WritesToDescriptorZeroToo) {
+    in_own_process([this] {
+        dup2(fd, 0);
+        EXPECT_EQ(dh_printf(0, "%s", "text"), 4);
+    });
+    EXPECT_EQ(written(), "text");
+    EXPECT_THAT(world.messages(), IsEmpty());
+}
+
 TEST_F(DhPrintf, ReturnsTheFailureOfTheWrite) {
     const int read_only = open("/dev/null", O_RDONLY | O_CLOEXEC);
     EXPECT_EQ(dh_printf(read_only, "%s", "text"), -1);
