@@ -32,6 +32,15 @@ bool is_blocked(int signal_number) {
     return sigismember(&mask, signal_number) == 1;
 }
 
+void block_handled_signals() {
+    sigset_t handled;
+    sigemptyset(&handled);
+    for (const int signal_number : {SIGHUP, SIGTERM, SIGINT}) {
+        sigaddset(&handled, signal_number);
+    }
+    pthread_sigmask(SIG_BLOCK, &handled, nullptr);
+}
+
 TEST(SignalHandler, OnlyTellsOfSighup) {
     listening_world world;
     in_own_process([] {
@@ -77,6 +86,43 @@ TEST(SignalHandler, LeavesErrnoToWhomItInterrupted) {
         errno = ENOENT;
         raise(SIGUSR1);
         EXPECT_EQ(errno, ENOENT);
+    });
+}
+
+TEST(SignalHandler, LeavesErrnoAloneAlsoWhenItsReportFails) {
+    listening_world world;
+    in_own_process([] {
+        ASSERT_EQ(dup2(open("/dev/full", O_WRONLY | O_CLOEXEC), STDOUT_FILENO), STDOUT_FILENO);
+        setvbuf(stdout, nullptr, _IONBF, 0);
+        log2console = 1;
+        handle(SIGHUP);
+        errno = EINTR;
+        raise(SIGHUP);
+        EXPECT_EQ(errno, EINTR);
+        EXPECT_NE(ferror(stdout), 0);
+    });
+}
+
+bool blocked_while_reporting = false;
+
+TEST(SignalHandler, BlocksTheOtherSignalsWhileItReports) {
+    listening_world world;
+    in_own_process([] {
+        cookie_io_functions_t looking{};
+        looking.write = [](void*, const char*, size_t size) {
+            blocked_while_reporting = is_blocked(SIGHUP) && is_blocked(SIGTERM) && is_blocked(SIGINT);
+            return static_cast<ssize_t>(size);
+        };
+        FILE* const before = stdout;
+        stdout = fopencookie(nullptr, "w", looking);
+        setvbuf(stdout, nullptr, _IONBF, 0);
+        log2console = 1;
+        handle(SIGHUP);
+        raise(SIGHUP);
+        fclose(stdout);
+        stdout = before;
+        EXPECT_TRUE(blocked_while_reporting);
+        EXPECT_FALSE(is_blocked(SIGTERM) || is_blocked(SIGINT)) << "only until the handler returns";
     });
 }
 
@@ -151,6 +197,7 @@ TEST(WaitForSignals, LetsThemInWhileItSleepsAndOnlyThen) {
     test_world world;
     in_own_process([&] {
         bool open_while_asleep = false;
+        block_handled_signals(); // as the daemon's main thread has them
         world.on_sleep([&] { open_while_asleep = !is_blocked(SIGHUP) && !is_blocked(SIGTERM) && !is_blocked(SIGINT); });
         wait_for_signals(5);
         EXPECT_TRUE(open_while_asleep);
