@@ -8,6 +8,7 @@
 
 #include <cerrno>
 #include <string>
+#include <sys/stat.h>
 
 namespace dashboard::testing {
 namespace {
@@ -262,6 +263,15 @@ TEST_F(ApTraffic, SoDoesOneWhoseFirstReadFails) {
     world.fail("read", EIO);
     EXPECT_EQ(read(ap_line(counted_from(1))), 0);
     EXPECT_EQ(open_descriptors(), before + 2);
+    EXPECT_THAT(world.messages(), IsEmpty());
+}
+
+TEST_F(ApTraffic, APipeInItsPlaceIsUnreadableAndHoldsNobodyUp) {
+    world.folder("/tmp/aptraffic");
+    ASSERT_EQ(mkfifo(world.real_path(path).c_str(), 0600), 0);
+    const int before = open_descriptors();
+    EXPECT_EQ(get_ap_traffic_info(path, &record), 0);
+    EXPECT_EQ(open_descriptors(), before);
     EXPECT_THAT(world.messages(), IsEmpty());
 }
 
