@@ -240,7 +240,7 @@ TEST_F(NextSecond, AllowsNoSlackAfterASecondThatWasTooShort) {
 
 TEST_F(NextSecond, AllowsSlackAfterASecondThatWasAlmostWhole) {
     settle();
-    during_sleep = [this] { sleeps == 1900 ? world.clock.step_wall(1) : void(); }; // after 0.95 s
+    during_sleep = [this] { sleeps == 1800 ? world.clock.step_wall(1) : void(); }; // after 0.9 s, just enough
     wait();
     forget();
     during_sleep = [] {};
