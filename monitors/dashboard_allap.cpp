@@ -125,9 +125,6 @@ constexpr auto allap_traffic_loop = callbacks::loop<get_allap_traffic_item>;
 
 } // namespace
 
-extern constexpr monitor_cb allap_traffic_monitor = {
-    allap_traffic_init,    nullptr, callbacks::term, allap_traffic_loop, callbacks::write_sec, callbacks::write_min,
-    callbacks::write_hour,
-};
+extern constexpr monitor_cb allap_traffic_monitor = callbacks::table(allap_traffic_init, nullptr, allap_traffic_loop);
 
 } // namespace dashboard

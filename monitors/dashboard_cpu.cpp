@@ -98,9 +98,6 @@ constexpr auto cpu_usage_loop = callbacks::loop<get_cpu_usage_item>;
 
 } // namespace
 
-extern constexpr monitor_cb cpu_usage_monitor = {
-    cpu_usage_init,        nullptr, callbacks::term, cpu_usage_loop, callbacks::write_sec, callbacks::write_min,
-    callbacks::write_hour,
-};
+extern constexpr monitor_cb cpu_usage_monitor = callbacks::table(cpu_usage_init, nullptr, cpu_usage_loop);
 
 } // namespace dashboard

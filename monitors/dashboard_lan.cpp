@@ -144,9 +144,7 @@ constexpr auto lan_traffic_loop = callbacks::loop<get_lan_traffic_item>;
 
 } // namespace
 
-extern constexpr monitor_cb lan_traffic_monitor = {
-    lan_traffic_init,     lan_traffic_check,     callbacks::term, lan_traffic_loop, callbacks::write_sec,
-    callbacks::write_min, callbacks::write_hour, nullptr,         nullptr,          data_export,
-};
+extern constexpr monitor_cb lan_traffic_monitor =
+    callbacks::table(lan_traffic_init, lan_traffic_check, lan_traffic_loop, data_export);
 
 } // namespace dashboard

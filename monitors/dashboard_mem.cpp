@@ -80,9 +80,6 @@ constexpr auto mem_usage_loop = callbacks::loop<get_mem_usage_item>;
 
 } // namespace
 
-extern constexpr monitor_cb mem_usage_monitor = {
-    mem_usage_init,        nullptr, callbacks::term, mem_usage_loop, callbacks::write_sec, callbacks::write_min,
-    callbacks::write_hour,
-};
+extern constexpr monitor_cb mem_usage_monitor = callbacks::table(mem_usage_init, nullptr, mem_usage_loop);
 
 } // namespace dashboard

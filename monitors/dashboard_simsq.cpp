@@ -177,17 +177,7 @@ constexpr auto sim_strquality_loop = callbacks::loop<get_sim_strquality_item>;
 
 } // namespace
 
-extern constexpr monitor_cb sim_strquality_monitor = {
-    sim_strquality_init,
-    sim_strquality_check,
-    callbacks::term,
-    sim_strquality_loop,
-    callbacks::write_sec,
-    callbacks::write_min,
-    callbacks::write_hour,
-    nullptr,
-    nullptr,
-    data_export,
-};
+extern constexpr monitor_cb sim_strquality_monitor =
+    callbacks::table(sim_strquality_init, sim_strquality_check, sim_strquality_loop, data_export);
 
 } // namespace dashboard

@@ -170,9 +170,7 @@ constexpr auto wan_traffic_loop = callbacks::loop<get_wan_traffic_item>;
 
 } // namespace
 
-extern constexpr monitor_cb wan_traffic_monitor = {
-    wan_traffic_init,     wan_traffic_check,     callbacks::term, wan_traffic_loop, callbacks::write_sec,
-    callbacks::write_min, callbacks::write_hour, nullptr,         nullptr,          data_export,
-};
+extern constexpr monitor_cb wan_traffic_monitor =
+    callbacks::table(wan_traffic_init, wan_traffic_check, wan_traffic_loop, data_export);
 
 } // namespace dashboard

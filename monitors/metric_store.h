@@ -252,6 +252,22 @@ struct store_callbacks {
     static int write_hour(int /*handle*/, const int32_t* /*index*/) {
         return store != nullptr ? write_series(store->history.hour, about.hour) : 0;
     }
+
+    /// The callback set of such a module.
+    static constexpr monitor_cb table(decltype(monitor_cb::init) init_slot, decltype(monitor_cb::check) check_slot,
+                                      decltype(monitor_cb::loop) loop_slot,
+                                      decltype(monitor_cb::data_export) export_slot = nullptr) {
+        monitor_cb set;
+        set.init = init_slot;
+        set.check = check_slot;
+        set.term = term;
+        set.loop = loop_slot;
+        set.write_sec = write_sec;
+        set.write_min = write_min;
+        set.write_hour = write_hour;
+        set.data_export = export_slot;
+        return set;
+    }
 };
 
 } // namespace dashboard

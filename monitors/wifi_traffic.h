@@ -139,18 +139,8 @@ private:
     using callbacks = store_callbacks<store, about, write_series>;
 
 public:
-    static constexpr monitor_cb monitor = {
-        callbacks::template init<set_up>,
-        check,
-        callbacks::term,
-        callbacks::template loop<get_wifi_traffic_item>,
-        callbacks::write_sec,
-        callbacks::write_min,
-        callbacks::write_hour,
-        nullptr,
-        nullptr,
-        data_export,
-    };
+    static constexpr monitor_cb monitor = callbacks::table(
+        callbacks::template init<set_up>, check, callbacks::template loop<get_wifi_traffic_item>, data_export);
 };
 
 } // namespace dashboard
