@@ -2,7 +2,7 @@
 // rings have 128 slots. Its average is peculiar: AP i is divided by (i + 1) times the number of samples, and an average
 // knows no AP as present, so that the documents of minutes and hours list times only.
 
-#include "monitors/metric_store.h"
+#include "monitors/metric_callbacks.h"
 #include "monitors/monitors.h"
 #include "probes/dashboard_aptraffic.h"
 

@@ -3,7 +3,7 @@
 // signed 32-bit: a core that mpstat did not report holds -1.
 
 #include "core/dashboard_query.h"
-#include "monitors/metric_store.h"
+#include "monitors/metric_callbacks.h"
 #include "monitors/monitors.h"
 #include "probes/dashboard_sysinfo.h"
 

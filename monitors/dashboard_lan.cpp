@@ -2,6 +2,7 @@
 // came up. A bridge is followed from the moment it is seen alive until the module is started again, also when it goes
 // away in between; it counts 0 while it is gone.
 
+#include "monitors/metric_callbacks.h"
 #include "monitors/metric_export.h"
 #include "monitors/monitors.h"
 #include "monitors/traffic_counters.h"

@@ -2,7 +2,7 @@
 // before the measurement. Sums are 32-bit and the division signed. Every start of the module also starts the system's
 // `freemem` tool in the background.
 
-#include "monitors/metric_store.h"
+#include "monitors/metric_callbacks.h"
 #include "monitors/monitors.h"
 #include "platform/utils.h"
 #include "probes/dashboard_sysinfo.h"

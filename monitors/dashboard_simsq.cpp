@@ -2,6 +2,7 @@
 // SINR are kept there as magnitudes and published behind a literal minus. A slot that is disabled or dead counts 0.
 // Averages are signed 32-bit.
 
+#include "monitors/metric_callbacks.h"
 #include "monitors/metric_export.h"
 #include "monitors/monitors.h"
 #include "platform/csman.h"

@@ -2,6 +2,7 @@
 // since the interface came up. Which interface carries a connection is said by csman; a connection keeps the last name
 // it was given until the module is started again. A connection whose interface is down counts 0 in that second.
 
+#include "monitors/metric_callbacks.h"
 #include "monitors/metric_export.h"
 #include "monitors/monitors.h"
 #include "monitors/traffic_counters.h"

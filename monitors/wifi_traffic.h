@@ -5,7 +5,7 @@
 #ifndef MONITORS_WIFI_TRAFFIC_H
 #define MONITORS_WIFI_TRAFFIC_H
 
-#include "core/monitor_cb.h"
+#include "monitors/metric_callbacks.h"
 #include "monitors/metric_export.h"
 #include "platform/csman.h"
 
