@@ -67,6 +67,7 @@ TEST_F(ApStore, KeepsAll51CountersAndAveragesEachByItself) {
     ASSERT_EQ(loop_at(module, t0 + 3600), 1);
     const kept_ap& ap = aps[127];
     EXPECT_EQ(ap.present, 1);
+    EXPECT_EQ(ap.sec.last_roll_up, t0) << "when the module was made ready";
     expect_record(ap.sec.slot[0], t0 + 1, counted_from(1000));
     expect_record(ap.sec.slot[1], t0 + 3600, counted_from(2001));
     expect_record(ap.min.slot[0], t0 + 3600, counted_from(1500));
