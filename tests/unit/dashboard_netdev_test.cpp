@@ -193,5 +193,15 @@ TEST_F(Netdev, FoundListPrintsEveryName) {
     EXPECT_THAT(world.messages(), ElementsAre("log[netdev_found_list]: lo", "log[netdev_found_list]: eth0"));
 }
 
+TEST_F(Netdev, AFullTableIsListedToItsEnd) {
+    world.netdev(numbered_interfaces(75));
+    main_netdev_info();
+    netdev_found_list();
+    const std::vector<std::string> lines = world.messages();
+    ASSERT_EQ(lines.size(), 75u);
+    EXPECT_EQ(lines.front(), "log[netdev_found_list]: if0");
+    EXPECT_EQ(lines.back(), "log[netdev_found_list]: if74");
+}
+
 } // namespace
 } // namespace dashboard::testing
