@@ -125,6 +125,9 @@ void daemon_process::start(const std::vector<std::string>& words, int output) {
     const int errors_file = new_file(world.folder_of("errors"));
     started = fork();
     if (started == 0) {
+        for (const int number : {SIGHUP, SIGINT, SIGTERM, SIGPIPE}) {
+            ::signal(number, SIG_DFL); // as nohup and others leave them not
+        }
         dup2(open("/dev/null", O_RDONLY), 0);
         dup2(output, 1);
         dup2(errors_file, 2);

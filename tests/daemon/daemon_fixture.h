@@ -15,7 +15,7 @@
 
 namespace dashboard::testing {
 
-// Where the daemon's standard output goes: a file, line by line as on a terminal; or a pipe that the test reads.
+// Where the daemon's standard output goes: a file, or a pipe that the test reads.
 enum class console { file, pipe };
 
 // One run of the built daemon. Starts it; ends it, whatever state it is in, with its own end. What it has published at

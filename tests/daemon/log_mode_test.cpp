@@ -3,8 +3,13 @@
 
 #include <gmock/gmock.h>
 
+#include <fcntl.h>
+#include <unistd.h>
+
 namespace dashboard::testing {
 namespace {
+
+using ::testing::EndsWith;
 
 using log_mode_item = modules;
 
@@ -38,6 +43,16 @@ TEST_F(log_mode_item, LogModeIsNotReadWhileTheDaemonIsNotEnabled) {
     ASSERT_TRUE(daemon.run_for(30));
     EXPECT_EQ(recorded("csman", "read_int 7 0x150781"), 0);
     EXPECT_EQ(count(daemon, "warn[main_netdev_alive]: SOMETHING ERROR"), 3);
+}
+
+// Whoever reads the console through a pipe need not wait until a buffer is full.
+TEST_F(log_mode_item, LinesReachAPipeOneByOne) {
+    daemon_process daemon(world, {"logc"}, console::pipe);
+    ASSERT_TRUE(daemon.run_for(0.5));
+    fcntl(daemon.output_pipe(), F_SETFL, O_NONBLOCK);
+    char text[4096] = {};
+    EXPECT_GT(read(daemon.output_pipe(), text, sizeof text - 1), 0);
+    EXPECT_THAT(without_line_numbers(text), EndsWith("log[term_monitor_cb]: term_mc idx=10\n"));
 }
 
 } // namespace

@@ -42,9 +42,6 @@ __attribute__((constructor)) void enter_world() {
     unsetenv("WORLD_STATE");
     unsetenv("LD_PRELOAD");
     unsetenv("LD_LIBRARY_PATH");
-    if (world->line_buffered != 0) {
-        setvbuf(stdout, nullptr, _IOLBF, 0);
-    }
     world_count_main_thread(world);
     world_attach(world);
     on_exit(note_exit, nullptr);

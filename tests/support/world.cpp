@@ -138,7 +138,6 @@ test_world::test_world(const test_world* other_root)
       shared(map_state(state_path)), clock(*shared), csman(*shared) {
     shared->magic = world_magic;
     shared->monotonic = 1000 * ns_per_second;
-    shared->line_buffered = 1;
     shared->parent_id = 4242;
     shared->csman.handle = 7;
     clock.set(first_second, 300'000'000);

@@ -91,7 +91,6 @@ struct world_state {
     uint32_t threads_started; // the main thread counts
     uint32_t signals_handled; // handlers that have returned
     int32_t parent_id;        // what getppid answers
-    uint32_t line_buffered;   // 1: standard output is line buffered, as on a terminal
     uint32_t driver;          // process id of the test that moves the clock; 0: nobody
     uint32_t exit_noted;      // 1 + its exit status once it is about to end
     char root[256];           // folder that stands for "/"
