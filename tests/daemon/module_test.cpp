@@ -3,6 +3,8 @@
 
 #include <gmock/gmock.h>
 
+#include <csignal>
+
 namespace dashboard::testing {
 namespace {
 
@@ -26,6 +28,18 @@ TEST_F(modules, AreAllTerminatedOnceAtTheStart) {
     }
     EXPECT_EQ(recorded("unlink", "/usr/www/wan_traffic*"), 1);
     EXPECT_EQ(recorded("unlink", "/tmp/dashboard/wan_traffic*"), 1);
+}
+
+TEST_F(modules, LiveOnAConfigurationHandleOfZeroToo) {
+    world.state().csman.handle = 0;
+    world.csman.set(wan_enable, 1);
+    daemon_process daemon(world);
+    ASSERT_TRUE(daemon.run_for(3));
+    EXPECT_EQ(count(daemon, "log[init_monitor_cb]: init_mc idx=2"), 1);
+    EXPECT_GT(recorded("csman", "read_int 0 0x150785"), 0);
+    daemon.signal(SIGTERM);
+    EXPECT_EQ(daemon.wait_for_exit(), 255);
+    EXPECT_EQ(recorded("csman", "close 0"), 1);
 }
 
 TEST_F(modules, StayOffWhileTheDaemonIsNotEnabled) {
