@@ -37,10 +37,10 @@ constexpr size_t store_bytes = 19'176'448;
 // How many pages of the newest store are in memory.
 long resident_pages_of_store() {
     const auto page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
-    const auto store = reinterpret_cast<uintptr_t>(newest_store<char>(store_bytes));
-    const uintptr_t first = store - store % page;
-    std::vector<unsigned char> in_memory((store + store_bytes - first + page - 1) / page);
-    EXPECT_EQ(mincore(reinterpret_cast<void*>(first), store + store_bytes - first, in_memory.data()), 0);
+    const char* const store = newest_store<char>(store_bytes);
+    const size_t before = reinterpret_cast<uintptr_t>(store) % page; // of its first page
+    std::vector<unsigned char> in_memory((before + store_bytes + page - 1) / page);
+    EXPECT_EQ(mincore(const_cast<char*>(store - before), before + store_bytes, in_memory.data()), 0);
     return std::count_if(in_memory.begin(), in_memory.end(), [](unsigned char flags) { return (flags & 1) != 0; });
 }
 

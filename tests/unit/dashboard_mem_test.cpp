@@ -13,7 +13,6 @@ namespace dashboard::testing {
 namespace {
 
 using ::testing::ElementsAre;
-using ::testing::IsEmpty;
 
 // Sums in 32 bits, divides them as a signed number, shows the result unsigned.
 using mem_model_sample = plain_sample<int32_t, 1>;
