@@ -46,7 +46,8 @@ struct scanned_number {
     Number magnitude = 0;
 };
 
-/// Adds the digits that stand in memory, up to the first character that is none.
+/// Adds the digits that stand in memory at `at` to the number; `room` of them, counted down, need no watch for
+/// overflow. Returns the first character that is no digit.
 template <class Number>
 const char* add_digits(const char* at, int& room, scanned_number<Number>& number) {
     Number magnitude = number.magnitude;
@@ -77,7 +78,7 @@ bool scan_number(Source& source, scanned_number<Number>& number) {
     if (!is_digit(c)) {
         return false;
     }
-    int room = std::numeric_limits<Number>::digits10; // so many digits fit unseen
+    int room = std::numeric_limits<Number>::digits10;
     do {
         source.skip_to(add_digits(source.cursor(), room, number));
     } while (is_digit(source.peek()));
