@@ -1,8 +1,8 @@
 // Single steps of a cycle, each on the largest input it can meet.
-#include "core/dashboard_query.h"
 #include "monitors/metric_store.h"
 #include "monitors/monitors.h"
 #include "probes/dashboard_aptraffic.h"
+#include "probes/dashboard_cpuinfo.h"
 #include "probes/dashboard_netdev.h"
 #include "probes/dashboard_sysinfo.h"
 #include "tests/support/world.h"

@@ -2,8 +2,8 @@
 //
 // bench_wait SECONDS [punctual]: "punctual" keeps the system's default timer slack throughout, whatever the wait asks
 // for.
-#include "core/dashboard_wait.h"
-#include "probes/wall_clock.h"
+#include "base/dashboard_wait.h"
+#include "base/wall_clock.h"
 
 #include <algorithm>
 #include <cstdarg>

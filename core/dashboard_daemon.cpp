@@ -1,8 +1,9 @@
 #include "core/dashboard_daemon.h"
 
+#include "base/dashboard_log.h"
+#include "base/dashboard_wait.h"
+#include "base/portability.h"
 #include "core/dashboard_flags.h"
-#include "core/dashboard_log.h"
-#include "core/dashboard_wait.h"
 
 #include <atomic>
 #include <cerrno>
@@ -11,7 +12,6 @@
 #include <cstring>
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <sys/syscall.h>
 #include <syslog.h>
 #include <unistd.h>
 
@@ -113,10 +113,6 @@ void hold_pid_lock(const char* pid_file) {
     exit(-1);
 }
 
-bool on_main_thread() {
-    return syscall(SYS_gettid) == getpid();
-}
-
 bool ends_process(int signal_number) {
     return signal_number == SIGINT || signal_number == SIGTERM;
 }
@@ -137,7 +133,7 @@ void hand_to_main_thread(int signal_number) {
     if (ends_process(signal_number)) {
         deadline_status = signal_exit_status;
     }
-    syscall(SYS_tgkill, getpid(), getpid(), signal_number);
+    send_to_main_thread(signal_number);
 }
 
 void report_signal(int signal_number) {

@@ -2,7 +2,7 @@
 #ifndef CORE_DASHBOARD_FLAGS_H
 #define CORE_DASHBOARD_FLAGS_H
 
-#include "core/dashboard_mutex.h"
+#include "base/dashboard_mutex.h"
 
 #include <atomic>
 #include <cstdint>

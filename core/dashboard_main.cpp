@@ -1,9 +1,8 @@
 #include "core/dashboard_main.h"
 
+#include "base/dashboard_log.h"
 #include "core/dashboard_daemon.h"
 #include "core/dashboard_flags.h"
-#include "core/dashboard_footprint.h"
-#include "core/dashboard_log.h"
 #include "core/dashboard_query.h"
 #include "core/dashboard_registry.h"
 #include "core/dashboard_server.h"
@@ -119,7 +118,6 @@ int dashboard_main(int argc, char** argv) {
     start_worker(server_worker);
     wait_for_signals(1);
     start_worker(query_worker);
-    forget_start();
     watch_workers();
     shut_down();
     return 0;

@@ -1,149 +1,18 @@
 #include "core/dashboard_query.h"
 
+#include "base/dashboard_log.h"
+#include "base/dashboard_wait.h"
+#include "base/wall_clock.h"
 #include "core/dashboard_flags.h"
-#include "core/dashboard_log.h"
-#include "core/dashboard_wait.h"
-#include "probes/text_scan.h"
-#include "probes/tool_output.h"
-#include "probes/wall_clock.h"
-
-#include <atomic>
-#include <cerrno>
-#include <cstring>
+#include "probes/dashboard_cpuinfo.h"
 
 namespace dashboard {
 
 namespace {
 
-constexpr char mpstat_command[] = "mpstat -P ALL 1 2";
-constexpr char average_prefix[] = "Average:";
-constexpr char average_header[] = "Average:     CPU";
-constexpr int32_t cpu_line_fields = 11;
 constexpr uint32_t clock_tolerance = 30; // seconds that the wall clock may move between two looks
 constexpr int32_t first_measurement = 2; // seconds from the start
 constexpr int32_t measurement_gap = 3;   // seconds, from the start of one measurement
-
-mutex cpu_info_mutex;
-cpu_info latest guarded_by(cpu_info_mutex);
-
-/// Set while cpu_info_mutex is made and a measurement is there. Readers look here first: the query thread makes the
-/// mutex anew when it starts, and nobody may be waiting for it then.
-std::atomic<bool> measured{false};
-
-/// Readers that may have seen `measured` set.
-std::atomic<int32_t> readers{0};
-
-void publish(const cpu_info& measurement) {
-    scoped_lock lock(cpu_info_mutex);
-    latest = measurement;
-    measured = true;
-}
-
-/// Destroys the mutex unless a reader is at it, which may wait for it still.
-void retire_cpu_info() {
-    measured = false;
-    if (readers == 0) {
-        cpu_info_mutex.destroy();
-    }
-}
-
-bool starts_with(const char* text, const char* prefix) {
-    return strncmp(text, prefix, strlen(prefix)) == 0;
-}
-
-int32_t* field_of(cpu_info& measurement, const char* name) {
-    static constexpr const char* cores[] = {"0", "1", "2", "3"};
-    if (strcmp(name, "all") == 0) {
-        return &measurement.all;
-    }
-    for (int32_t i = 0; i < 4; ++i) {
-        if (strcmp(name, cores[i]) == 0) {
-            return &measurement.cpu[i];
-        }
-    }
-    return nullptr;
-}
-
-/// Returns whether the line gave a value.
-bool take_line(cpu_info& measurement, const char* line) {
-    cpu_line parsed;
-    if (starts_with(line, average_header) || !starts_with(line, average_prefix) || find_cpu_info(line, &parsed) == 0) {
-        return false;
-    }
-    int32_t* field = field_of(measurement, parsed.name);
-    if (field == nullptr) {
-        _warn("query_cpu", __LINE__, "unknow cpu-core index(%s)", parsed.name);
-        return false;
-    }
-    const uint32_t idle = static_cast<uint32_t>(parsed.percent[9]);
-    *field = static_cast<int32_t>(100u - idle);
-    return true;
-}
-
-/// Returns whether mpstat printed anything at all.
-bool read_measurement(tool_output& tool, cpu_info& measurement) {
-    bool printed = false;
-    bool got_value = false;
-    while (const char* line = next_line(tool.text)) {
-        printed = true;
-        got_value = take_line(measurement, line) || got_value;
-    }
-    close_tool(tool);
-    measurement.valid = got_value ? 1 : 0;
-    return printed;
-}
-
-void query_cpu(query_state& state, int32_t now) {
-    cpu_info measurement{0, -1, {-1, -1, -1, -1}};
-    tool_output tool;
-    const bool started = open_tool(tool, mpstat_command);
-    state.next = seconds_after(now, measurement_gap);
-    state.last = now;
-    if (!started) {
-        _warn("query_cpu", __LINE__, "popen(mpstat -P ALL 1 2) failed(%s)!", strerror(errno));
-        return;
-    }
-    if (!read_measurement(tool, measurement)) {
-        _warn("query_cpu", __LINE__, "error, popen returned null string, RESTART DAEMON!\n");
-        set_main_quit_flag();
-    }
-    if (measurement.valid == 1) {
-        publish(measurement);
-    }
-}
-
-/// As scanf's "%*[^ ]" has it: at least one character, up to a blank.
-bool skip_to_blank(string_source& source) {
-    const char* const before = source.at;
-    while (source.peek() != -1 && source.peek() != ' ') {
-        source.skip();
-    }
-    return source.at != before;
-}
-
-/// Reads "%*[^ ]%4s" and ten times "%d.%*[^ ]": the first word, the core, then the integer part of each column, its
-/// point and its skipped fraction. Returns what scanf would: the fields that were found, -1 when the line ends before
-/// the first.
-int32_t scan_cpu_line(const char* text, cpu_line& line) {
-    string_source source{text};
-    if (!skip_to_blank(source) && source.peek() != -1) {
-        return 0;
-    }
-    if (!scan_word(source, line.name)) {
-        return -1;
-    }
-    int32_t found = 1;
-    for (int32_t& percent : line.percent) {
-        if (!scan_integer(source, percent)) {
-            break;
-        }
-        ++found;
-        if (!scan_literal(source, ".") || !skip_to_blank(source)) {
-            break;
-        }
-    }
-    return found;
-}
 
 bool clock_jumped(query_state& state, int32_t now) {
     const int32_t diff = seconds_between(state.last, now);
@@ -159,39 +28,21 @@ bool clock_jumped(query_state& state, int32_t now) {
 
 } // namespace
 
-int32_t query_cpu_info(cpu_info* out) {
-    uncancellable section; // or the reader would be counted for ever
-    readers += 1;
-    const bool available = measured;
-    if (available) {
-        scoped_lock lock(cpu_info_mutex);
-        *out = latest;
-    }
-    readers -= 1;
-    return available ? 1 : 0;
-}
-
-int32_t find_cpu_info(const char* line, cpu_line* out) {
-    *out = {};
-    const int32_t found = scan_cpu_line(line, *out);
-    if (found == cpu_line_fields) {
-        return 1;
-    }
-    _warn("find_cpu_info", __LINE__, "sscanf (%s), rturn %d, should be 11", line, found);
-    return 0;
-}
-
 void query_step(query_state& state) {
     const int32_t now = wall_seconds();
     if (clock_jumped(state, now) || seconds_between(state.next, now) <= 0) {
         return;
     }
-    query_cpu(state, now);
+    state.next = seconds_after(now, measurement_gap);
+    state.last = now;
+    if (!query_cpu()) {
+        set_main_quit_flag();
+    }
 }
 
 void query() {
     query_state state{wall_seconds(), 0};
-    if (!cpu_info_mutex.init()) {
+    if (!prepare_cpu_info()) {
         _warn("query", __LINE__, "Mutex initiation error!");
         set_main_quit_flag();
         return;

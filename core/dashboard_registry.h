@@ -2,7 +2,7 @@
 #ifndef CORE_DASHBOARD_REGISTRY_H
 #define CORE_DASHBOARD_REGISTRY_H
 
-#include "core/monitor_cb.h"
+#include "monitors/monitor_cb.h"
 
 #include <cstdint>
 

@@ -1,10 +1,10 @@
 #include "core/dashboard_server.h"
 
+#include "base/dashboard_log.h"
+#include "base/wall_clock.h"
 #include "core/dashboard_flags.h"
-#include "core/dashboard_log.h"
 #include "platform/csman.h"
 #include "probes/dashboard_netdev.h"
-#include "probes/wall_clock.h"
 
 namespace dashboard {
 

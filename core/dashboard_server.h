@@ -2,8 +2,8 @@
 #ifndef CORE_DASHBOARD_SERVER_H
 #define CORE_DASHBOARD_SERVER_H
 
+#include "base/dashboard_wait.h"
 #include "core/dashboard_registry.h"
-#include "core/dashboard_wait.h"
 
 #include <cstdint>
 

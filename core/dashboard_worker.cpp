@@ -1,8 +1,7 @@
 #include "core/dashboard_worker.h"
 
+#include "base/portability.h"
 #include "core/dashboard_daemon.h"
-
-#include <dlfcn.h>
 
 namespace dashboard {
 
@@ -14,15 +13,9 @@ void* run_worker(void* argument) {
     pthread_setcanceltype(PTHREAD_CANCEL_ASYNCHRONOUS, nullptr);
     accept_signals();
     w.work();
-    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, nullptr); // for good: from here the handle may die at any moment
-    scoped_lock lock(w.life);
+    scoped_lock lock(w.life); // one that holds it may still cancel us
     w.alive = false;
     return nullptr;
-}
-
-/// glibc and uClibc load the unwinder at the first cancellation and abort the process when it is missing.
-bool can_cancel() {
-    return dlopen("libgcc_s.so.1", RTLD_NOW) != nullptr;
 }
 
 } // namespace
@@ -34,7 +27,7 @@ void start_worker(worker& w) {
 
 void cancel_worker(worker& w) {
     scoped_lock lock(w.life); // the worker cannot end before we are through
-    if (w.alive && can_cancel()) {
+    if (w.alive && can_cancel_threads()) {
         pthread_cancel(w.thread);
     }
 }

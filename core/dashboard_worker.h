@@ -2,7 +2,7 @@
 #ifndef CORE_DASHBOARD_WORKER_H
 #define CORE_DASHBOARD_WORKER_H
 
-#include "core/dashboard_mutex.h"
+#include "base/dashboard_mutex.h"
 
 namespace dashboard {
 

@@ -2,9 +2,9 @@
 // renewed about every four seconds only, so consecutive samples often repeat them under fresh times. Averages are
 // signed 32-bit: a core that mpstat did not report holds -1.
 
-#include "core/dashboard_query.h"
 #include "monitors/metric_callbacks.h"
 #include "monitors/monitors.h"
+#include "probes/dashboard_cpuinfo.h"
 #include "probes/dashboard_sysinfo.h"
 
 namespace dashboard {

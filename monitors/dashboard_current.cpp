@@ -2,10 +2,10 @@
 // CPU, memory and connection-table usage in percent, and the port states that csman holds. No history: every third
 // second while somebody watches, the newest sample is published, its rates against the sample before it.
 
-#include "core/dashboard_query.h"
 #include "monitors/metric_store.h"
 #include "monitors/monitors.h"
 #include "platform/csman.h"
+#include "probes/dashboard_cpuinfo.h"
 #include "probes/dashboard_netdev.h"
 #include "probes/dashboard_sysinfo.h"
 

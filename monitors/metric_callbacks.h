@@ -2,8 +2,8 @@
 #ifndef MONITORS_METRIC_CALLBACKS_H
 #define MONITORS_METRIC_CALLBACKS_H
 
-#include "core/monitor_cb.h"
 #include "monitors/metric_store.h"
+#include "monitors/monitor_cb.h"
 
 namespace dashboard {
 

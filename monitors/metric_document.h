@@ -2,7 +2,7 @@
 #ifndef MONITORS_METRIC_DOCUMENT_H
 #define MONITORS_METRIC_DOCUMENT_H
 
-#include "core/dashboard_log.h"
+#include "base/dashboard_log.h"
 
 #include <cstddef>
 #include <cstdint>

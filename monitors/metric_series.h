@@ -2,7 +2,7 @@
 #ifndef MONITORS_METRIC_SERIES_H
 #define MONITORS_METRIC_SERIES_H
 
-#include "probes/wall_clock.h"
+#include "base/wall_clock.h"
 
 #include <cstdint>
 

@@ -4,7 +4,9 @@
 #ifndef MONITORS_METRIC_STORE_H
 #define MONITORS_METRIC_STORE_H
 
-#include "core/dashboard_log.h"
+#include "base/dashboard_log.h"
+#include "base/wall_clock.h"
+#include "base/zeroed_memory.h"
 #include "monitors/metric_document.h"
 #include "monitors/metric_series.h"
 
@@ -58,10 +60,6 @@ inline int32_t viewer_request(const int32_t* viewer) {
 /// Writes a module's own code into the start marker item unless it holds 99.
 void mark_start(int handle, int32_t code);
 
-/// calloc and free, which a cancellation must not interrupt.
-void* allocate_zeroed(size_t size);
-void give_back(void* block);
-
 /// Allocates the store unless there is one and clears it. Returns false with a warning when there is no memory.
 template <class Store>
 bool make_store(Store*& store, const monitor_description& about) {
@@ -92,7 +90,7 @@ void start_series(metric_store<Sample, slots>& store) {
 /// files outlive the module.
 template <class Store>
 int drop_store(Store*& store, const monitor_description& about) {
-    give_back(store);
+    free_block(store, sizeof(Store));
     store = nullptr;
     unlink(about.link_pattern);
     unlink(about.published_pattern);

@@ -2,7 +2,7 @@
 #ifndef MONITORS_MONITORS_H
 #define MONITORS_MONITORS_H
 
-#include "core/monitor_cb.h"
+#include "monitors/monitor_cb.h"
 
 namespace dashboard {
 

@@ -1,6 +1,6 @@
 #include "probes/dashboard_sysinfo.h"
 
-#include "core/dashboard_log.h"
+#include "base/dashboard_log.h"
 #include "probes/text_scan.h"
 #include "probes/text_source.h"
 #include "probes/tool_output.h"

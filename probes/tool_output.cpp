@@ -1,6 +1,7 @@
 #include "probes/tool_output.h"
 
-#include "probes/uncancellable.h"
+#include "base/portability.h"
+#include "base/uncancellable.h"
 
 #include <unistd.h>
 
@@ -9,7 +10,7 @@ namespace dashboard {
 bool open_tool(tool_output& tool, const char* command) {
     {
         uncancellable section; // popen uses the heap
-        tool.pipe = popen(command, "re");
+        tool.pipe = open_pipe(command);
     }
     if (tool.pipe == nullptr) {
         return false;

@@ -6,28 +6,25 @@
 #include <cerrno>
 #include <cstring>
 
-#include "platform/host/cancellation.h"
+#include "base/uncancellable.h"
 #include "platform/host/csman_store.h"
 
 namespace dashboard {
 namespace {
 
-// Callers are threads that may be cancelled at any instruction, and signal handlers. For the few microseconds of a call
-// cancellation waits, so that no descriptor and no temporary file is left behind; errno is the caller's own.
-struct call_scope {
-    held_cancellation held;
-    int saved_errno;
+// Callers are threads that may be cancelled at any instruction. For the few microseconds of a call cancellation waits,
+// so that no descriptor and no temporary file is left behind; errno is the caller's own.
+class call_scope {
+public:
+    int leave(int result) const {
+        errno = saved_errno;
+        return result < 0 ? -1 : result;
+    }
+
+private:
+    uncancellable section;
+    int saved_errno = errno;
 };
-
-call_scope enter_call() {
-    return {hold_cancellation(), errno};
-}
-
-int leave_call(const call_scope& scope, int result) {
-    errno = scope.saved_errno;
-    release_cancellation(scope.held);
-    return result < 0 ? -1 : result;
-}
 
 int read_text(int handle, unsigned int csid, char* buffer, size_t size) {
     store_item item;
@@ -66,33 +63,33 @@ int write_number(int handle, unsigned int csid, int value) {
 extern "C" {
 
 int open_csman(int, int) {
-    const dashboard::call_scope scope = dashboard::enter_call();
-    return dashboard::leave_call(scope, dashboard::store_open(dashboard::store_path()));
+    const dashboard::call_scope scope;
+    return scope.leave(dashboard::store_open(dashboard::store_path()));
 }
 
 int read_csman(int handle, unsigned int csid, void* buffer, int length, int type) {
     if (buffer == nullptr || length <= 0 || type != csman_type_string)
         return -1;
-    const dashboard::call_scope scope = dashboard::enter_call();
+    const dashboard::call_scope scope;
     const size_t size = static_cast<size_t>(length);
-    return dashboard::leave_call(scope, dashboard::read_text(handle, csid, static_cast<char*>(buffer), size));
+    return scope.leave(dashboard::read_text(handle, csid, static_cast<char*>(buffer), size));
 }
 
 int read_csman_int(int handle, unsigned int csid, int* value) {
     if (value == nullptr)
         return -1;
-    const dashboard::call_scope scope = dashboard::enter_call();
-    return dashboard::leave_call(scope, dashboard::read_number(handle, csid, value));
+    const dashboard::call_scope scope;
+    return scope.leave(dashboard::read_number(handle, csid, value));
 }
 
 int write_csman_int(int handle, unsigned int csid, int value) {
-    const dashboard::call_scope scope = dashboard::enter_call();
-    return dashboard::leave_call(scope, dashboard::write_number(handle, csid, value));
+    const dashboard::call_scope scope;
+    return scope.leave(dashboard::write_number(handle, csid, value));
 }
 
 int close_csman(int handle) {
-    const dashboard::call_scope scope = dashboard::enter_call();
-    return dashboard::leave_call(scope, dashboard::store_close(handle));
+    const dashboard::call_scope scope;
+    return scope.leave(dashboard::store_close(handle));
 }
 
 } // extern "C"

@@ -20,7 +20,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "platform/host/cancellation.h"
+#include "base/uncancellable.h"
 
 namespace dashboard {
 namespace {
@@ -99,13 +99,15 @@ int wait_for(pid_t child) {
 }
 
 // A cancellation may cut the wait for a command that hangs, but not the making of its process.
+int start(const request& who, const char* command, pid_t* child) {
+    const uncancellable section;
+    log_request(who, "cmd", command);
+    return start_shell(command, child);
+}
+
 int run(const request& who, const char* command) {
     pid_t child = -1;
-    const held_cancellation held = hold_cancellation();
-    log_request(who, "cmd", command);
-    const int started = start_shell(command, &child);
-    release_cancellation(held);
-    return started == 0 ? wait_for(child) : -1;
+    return start(who, command, &child) == 0 ? wait_for(child) : -1;
 }
 
 } // namespace

@@ -1,5 +1,6 @@
 // What mpstat prints, through a whole measurement.
 #include "core/dashboard_query.h"
+#include "probes/dashboard_cpuinfo.h"
 #include "probes/text_source.h"
 #include "tests/fuzz/outside.h"
 

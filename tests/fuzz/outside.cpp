@@ -1,6 +1,6 @@
 #include "tests/fuzz/outside.h"
 
-#include "core/dashboard_log.h"
+#include "base/dashboard_log.h"
 #include "platform/csman.h"
 #include "platform/utils.h"
 

@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <sys/mman.h>
 #include <syslog.h>
 #include <unistd.h>
 
@@ -186,18 +187,23 @@ INTERPOSE(void, __syslog_chk, int priority, int, const char* format, ...) {
     va_end(arguments);
 }
 
-// Allocation fails on request, and the newest large block is known: a module's store, of which no document shows all.
+// The kernel's memory runs out on request, and the newest block of it is known: a module's store, of which no document
+// shows all.
 // Only the objects of a test program are linked so (--wrap): the sanitizers' own allocators stay where they are.
 namespace {
 
-constexpr uint64_t large_block = 10'000;
 void* newest_block;
 size_t newest_size;
 
-void* noted(void* block, uint64_t size) {
-    if (size >= large_block) {
+// The kernel's memory runs out on request; only anonymous mappings are of that.
+bool out_of_memory(int flags, size_t size) {
+    return (flags & MAP_ANONYMOUS) != 0 && must_fail("mmap", "", size);
+}
+
+void* noted(void* block, int flags, size_t size) {
+    if ((flags & MAP_ANONYMOUS) != 0) {
         __atomic_store_n(&newest_block, block, __ATOMIC_SEQ_CST);
-        __atomic_store_n(&newest_size, static_cast<size_t>(size), __ATOMIC_SEQ_CST);
+        __atomic_store_n(&newest_size, size, __ATOMIC_SEQ_CST);
     }
     return block;
 }
@@ -205,22 +211,24 @@ void* noted(void* block, uint64_t size) {
 } // namespace
 
 extern "C" {
-void* __real_malloc(size_t size) __attribute__((weak));
-void* __real_calloc(size_t count, size_t size) __attribute__((weak));
-void* __wrap_malloc(size_t size);
-void* __wrap_calloc(size_t count, size_t size);
+// A 32-bit program with 64-bit offsets calls mmap64.
+void* __real_mmap(void*, size_t, int, int, int, off_t) __attribute__((weak));
+void* __real_mmap64(void*, size_t, int, int, int, off64_t) __attribute__((weak));
+void* __wrap_mmap(void* place, size_t size, int protection, int flags, int fd, off_t offset);
+void* __wrap_mmap64(void* place, size_t size, int protection, int flags, int fd, off64_t offset);
 void* world_newest_block(size_t size);
 
-void* __wrap_malloc(size_t size) {
-    return must_fail("malloc", "", size) ? nullptr : __real_malloc(size);
+void* __wrap_mmap(void* place, size_t size, int protection, int flags, int fd, off_t offset) {
+    return out_of_memory(flags, size) ? MAP_FAILED
+                                      : noted(__real_mmap(place, size, protection, flags, fd, offset), flags, size);
 }
 
-void* __wrap_calloc(size_t count, size_t size) {
-    const uint64_t whole = uint64_t{count} * size;
-    return must_fail("calloc", "", whole) ? nullptr : noted(__real_calloc(count, size), whole);
+void* __wrap_mmap64(void* place, size_t size, int protection, int flags, int fd, off64_t offset) {
+    return out_of_memory(flags, size) ? MAP_FAILED
+                                      : noted(__real_mmap64(place, size, protection, flags, fd, offset), flags, size);
 }
 
-// The newest block of calloc, if it has that size, else null. Its owner may have freed it since.
+// The newest anonymous mapping, if it has that size, else null. Its owner may have freed it since.
 void* world_newest_block(size_t size) {
     const bool fits = __atomic_load_n(&newest_size, __ATOMIC_SEQ_CST) == size;
     return fits ? __atomic_load_n(&newest_block, __ATOMIC_SEQ_CST) : nullptr;

@@ -137,8 +137,8 @@ public:
     // The next `times` (-1: all) calls of `call` about a path or command that contains `about` fail with `error`, after
     // `skip` that succeed.
     void fail(const std::string& call, int error, const std::string& about = "", int32_t times = 1, int32_t skip = 0);
-    // The same for malloc and calloc of at least `size` bytes.
-    void fail_allocation(const std::string& call, uint64_t size, int32_t times = 1);
+    // The kernel has no memory for an anonymous mapping of at least `size` bytes.
+    void fail_allocation(uint64_t size, int32_t times = 1);
     void fail_no_more();
 
     // What was called, oldest first: the texts recorded under that name.

@@ -33,9 +33,9 @@ void test_world::fail(const std::string& call, int error, const std::string& abo
     add_rule(*shared, rule);
 }
 
-void test_world::fail_allocation(const std::string& call, uint64_t size, int32_t times) {
+void test_world::fail_allocation(uint64_t size, int32_t times) {
     failure_rule rule{};
-    store(rule.call, call);
+    store(rule.call, "mmap");
     rule.min_size = size;
     rule.times = times;
     rule.error = ENOMEM;

@@ -13,6 +13,7 @@
 #include <ctime>
 #include <fcntl.h>
 #include <pthread.h>
+#include <sys/mman.h>
 #include <sys/prctl.h>
 #include <sys/stat.h>
 #include <sys/time.h>
@@ -192,17 +193,20 @@ TEST(World, CallsFailOnRequest) {
     EXPECT_EQ(errno, EINVAL);
 }
 
-TEST(World, LargeAllocationsFailOnRequest) {
+TEST(World, MemoryOfTheKernelRunsOutOnRequest) {
     test_world world;
-    world.fail_allocation("calloc", 100'000);
-    void* const small = calloc(1, 99'999);
-    EXPECT_NE(small, nullptr);
-    free(small);
-    void* volatile large = calloc(100, 1'000);
-    EXPECT_EQ(large, nullptr);
-    void* const again = calloc(100, 1'000);
-    EXPECT_NE(again, nullptr);
-    free(again);
+    const auto map = [](size_t size) {
+        return mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    };
+    world.fail_allocation(100'000);
+    void* const small = map(99'999);
+    EXPECT_NE(small, MAP_FAILED);
+    EXPECT_EQ(map(100'000), MAP_FAILED);
+    EXPECT_EQ(errno, ENOMEM);
+    void* const again = map(100'000);
+    EXPECT_NE(again, MAP_FAILED);
+    munmap(small, 99'999);
+    munmap(again, 100'000);
 }
 
 TEST(World, SystemLogIsTheTests) {

@@ -190,8 +190,7 @@ TEST_F(ApMonitorUnready, InitFailsWithAWarningWithoutMemory) {
     // A record is a time and 51 counters, 416 bytes; a series 16 bytes and 120 of them; a block a flag, its gap and
     // three series; there are 128 blocks.
     static_assert(128 * (8 + 3 * (16 + 120 * (8 + 51 * 8))) == 19'176'448);
-    world.fail_allocation("calloc", 19'176'448);
-    world.fail_allocation("malloc", 19'176'448);
+    world.fail_allocation(19'176'448);
     EXPECT_EQ(init(module), 0);
     EXPECT_THAT(world.messages(), ElementsAre("warn[ap_traffic_init]: malloc fail,size(19176448)"));
     EXPECT_FALSE(world.csman.has(start_marker_item));

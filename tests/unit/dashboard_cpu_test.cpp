@@ -2,6 +2,7 @@
 #include "core/dashboard_flags.h"
 #include "core/dashboard_query.h"
 #include "monitors/monitors.h"
+#include "probes/dashboard_cpuinfo.h"
 #include "tests/unit/history_model.h"
 #include "tests/unit/monitor_fixture.h"
 #include "tests/unit/own_process.h"

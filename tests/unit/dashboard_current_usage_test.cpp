@@ -1,6 +1,7 @@
 // The current-traffic snapshot: usages and port states.
 #include "core/dashboard_flags.h"
 #include "core/dashboard_query.h"
+#include "probes/dashboard_cpuinfo.h"
 #include "tests/unit/current_fixture.h"
 #include "tests/unit/own_process.h"
 

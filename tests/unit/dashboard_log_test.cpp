@@ -1,5 +1,5 @@
 // Log lines, their two outputs and their limits; the formatted writer for descriptors.
-#include "core/dashboard_log.h"
+#include "base/dashboard_log.h"
 
 #include "tests/unit/heard_messages.h"
 #include "tests/unit/own_process.h"

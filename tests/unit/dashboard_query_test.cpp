@@ -1,8 +1,9 @@
 // Measurements with mpstat: lines, values, failures.
 #include "core/dashboard_query.h"
+#include "probes/dashboard_cpuinfo.h"
 
+#include "base/wall_clock.h"
 #include "core/dashboard_flags.h"
-#include "probes/wall_clock.h"
 #include "tests/unit/heard_messages.h"
 #include "tests/unit/own_process.h"
 

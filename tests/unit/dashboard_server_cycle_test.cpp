@@ -1,10 +1,10 @@
 // Whole cycles of the server: what is refreshed when, the daemon's own items.
 #include "core/dashboard_server.h"
 
+#include "base/dashboard_log.h"
+#include "base/wall_clock.h"
 #include "core/dashboard_flags.h"
-#include "core/dashboard_log.h"
 #include "probes/dashboard_netdev.h"
-#include "probes/wall_clock.h"
 #include "tests/unit/fake_modules.h"
 #include "tests/unit/heard_messages.h"
 #include "tests/unit/own_process.h"

@@ -1,8 +1,8 @@
 // The server thread from its start to its end: opening the store, meeting the second, leaving.
 #include "core/dashboard_server.h"
 
+#include "base/wall_clock.h"
 #include "core/dashboard_flags.h"
-#include "probes/wall_clock.h"
 #include "tests/unit/fake_modules.h"
 #include "tests/unit/heard_messages.h"
 #include "tests/unit/own_process.h"

@@ -266,8 +266,7 @@ TEST_F(Sim, InitReadsTheStatesAndWritesItsStartMarkerUnless99Stands) {
 TEST_F(Sim, InitFailsWithAWarningWithoutMemory) {
     // A sample is 13 numbers, 52 bytes; three series of 16 bytes and 120 samples, and two flags.
     static_assert(3 * (16 + 120 * 52) + 2 * 4 == 18'776);
-    world.fail_allocation("calloc", 18'776);
-    world.fail_allocation("malloc", 18'776);
+    world.fail_allocation(18'776);
     EXPECT_EQ(init(module), 0);
     EXPECT_THAT(world.messages(), ElementsAre("warn[sim_strquality_init]: malloc fail,size(18776)"));
     EXPECT_THAT(world.list("/tmp/dashboard"), IsEmpty());

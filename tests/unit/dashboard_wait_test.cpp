@@ -1,5 +1,5 @@
 // Whole seconds of sleep, and the next second of the wall clock at little cost.
-#include "core/dashboard_wait.h"
+#include "base/dashboard_wait.h"
 
 #include "tests/support/world.h"
 

@@ -111,8 +111,7 @@ TEST_P(WifiLife, InitWritesItsStartMarkerUnless99Stands) {
 
 TEST_P(WifiLife, InitFailsWithAWarningWithoutMemory) {
     // A sample is a time and 26 counters, 216 bytes; a series 16 bytes and 120 samples; three of them.
-    world.fail_allocation("calloc", 77808);
-    world.fail_allocation("malloc", 77808);
+    world.fail_allocation(77808);
     EXPECT_EQ(init(module), 0);
     EXPECT_THAT(world.messages(), ElementsAre("warn[wifi_traffic_init]: malloc fail,size(77808)"));
     EXPECT_THAT(world.list("/tmp/dashboard"), IsEmpty());

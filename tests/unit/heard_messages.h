@@ -2,7 +2,7 @@
 #ifndef TESTS_UNIT_HEARD_MESSAGES_H
 #define TESTS_UNIT_HEARD_MESSAGES_H
 
-#include "core/dashboard_log.h"
+#include "base/dashboard_log.h"
 #include "tests/support/world.h"
 
 #include <cstdio>

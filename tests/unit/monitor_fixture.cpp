@@ -1,10 +1,11 @@
 #include "tests/unit/monitor_fixture.h"
 
-#include "core/dashboard_log.h"
+#include "base/dashboard_log.h"
+#include "base/wall_clock.h"
 #include "core/dashboard_query.h"
 #include "monitors/monitors.h"
+#include "probes/dashboard_cpuinfo.h"
 #include "probes/dashboard_netdev.h"
-#include "probes/wall_clock.h"
 
 #include <cstdlib>
 #include <filesystem>

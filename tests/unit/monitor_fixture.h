@@ -3,7 +3,7 @@
 #ifndef TESTS_UNIT_MONITOR_FIXTURE_H
 #define TESTS_UNIT_MONITOR_FIXTURE_H
 
-#include "core/monitor_cb.h"
+#include "monitors/monitor_cb.h"
 #include "tests/support/world.h"
 #include "tests/unit/heard_messages.h"
 

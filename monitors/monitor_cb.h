@@ -1,6 +1,6 @@
 // The callback set of a metric module: what the server thread knows of it.
-#ifndef CORE_MONITOR_CB_H
-#define CORE_MONITOR_CB_H
+#ifndef MONITORS_MONITOR_CB_H
+#define MONITORS_MONITOR_CB_H
 
 #include <cstdint>
 

@@ -1,6 +1,6 @@
 // The wall clock as the daemon counts it.
-#ifndef PROBES_WALL_CLOCK_H
-#define PROBES_WALL_CLOCK_H
+#ifndef BASE_WALL_CLOCK_H
+#define BASE_WALL_CLOCK_H
 
 #include <cstdint>
 #include <ctime>

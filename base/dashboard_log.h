@@ -1,6 +1,6 @@
 // Every message of the daemon, and the formatted writer for file descriptors.
-#ifndef CORE_DASHBOARD_LOG_H
-#define CORE_DASHBOARD_LOG_H
+#ifndef BASE_DASHBOARD_LOG_H
+#define BASE_DASHBOARD_LOG_H
 
 #include <atomic>
 #include <cstdarg>

@@ -1,6 +1,6 @@
 // Waiting: whole seconds that no signal shortens, and the next second of the wall clock at little cost.
-#ifndef CORE_DASHBOARD_WAIT_H
-#define CORE_DASHBOARD_WAIT_H
+#ifndef BASE_DASHBOARD_WAIT_H
+#define BASE_DASHBOARD_WAIT_H
 
 #include <cstdint>
 #include <sys/times.h>

@@ -1,8 +1,8 @@
 // A mutex that names what it guards, checked by clang's thread-safety analysis, and a lock that survives cancellation.
-#ifndef CORE_DASHBOARD_MUTEX_H
-#define CORE_DASHBOARD_MUTEX_H
+#ifndef BASE_DASHBOARD_MUTEX_H
+#define BASE_DASHBOARD_MUTEX_H
 
-#include "probes/uncancellable.h"
+#include "base/uncancellable.h"
 
 #include <pthread.h>
 

@@ -1,11 +1,11 @@
-#include "core/dashboard_wait.h"
+#include "base/dashboard_wait.h"
 
-#include "probes/wall_clock.h"
+#include "base/portability.h"
+#include "base/wall_clock.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <ctime>
-#include <sys/prctl.h>
 #include <unistd.h>
 
 namespace dashboard {
@@ -21,7 +21,7 @@ void set_slack(second_watch& watch, unsigned long slack) {
     if (slack == watch.slack) {
         return;
     }
-    prctl(PR_SET_TIMERSLACK, slack, 0, 0, 0);
+    set_timer_slack(slack);
     watch.slack = slack;
 }
 

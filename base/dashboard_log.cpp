@@ -1,4 +1,4 @@
-#include "core/dashboard_log.h"
+#include "base/dashboard_log.h"
 
 #include <cstdio>
 #include <cstdlib>

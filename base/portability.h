@@ -1,0 +1,64 @@
+// What differs between C libraries and between kernels: the page for whoever brings the daemon to another platform.
+//
+// Each entry says what it is needed for and what happens without it. Nothing else in the daemon asks where it runs.
+#ifndef BASE_PORTABILITY_H
+#define BASE_PORTABILITY_H
+
+#include <csignal>
+#include <cstddef>
+#include <cstdio>
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/prctl.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+namespace dashboard {
+
+/// The unwinder. glibc and uClibc load it at the first cancellation of a thread and abort the process where it is
+/// missing, as it may be on a router; musl has none and needs none. Without it a stalled worker is left to exit().
+inline bool can_cancel_threads() {
+#if defined(__GLIBC__) || defined(__UCLIBC__)
+    return dlopen("libgcc_s.so.1", RTLD_NOW) != nullptr;
+#else
+    return true;
+#endif
+}
+
+/// Thread ids. No function for them in uClibc, nor in glibc before 2.30. The handler of a signal hands it to the main
+/// thread by its id; without that it would work in the middle of whatever a worker is doing.
+inline bool on_main_thread() {
+    return syscall(SYS_gettid) == getpid();
+}
+inline void send_to_main_thread(int signal_number) {
+    syscall(SYS_tgkill, getpid(), getpid(), signal_number);
+}
+
+/// Timer slack: Linux since 2.6.28. How late the kernel may wake this thread, in ns; 0 is the system's default. Where
+/// it is not known nothing happens, and a wait for the next second wakes 2,000 times instead of a few.
+inline void set_timer_slack(unsigned long ns) {
+    prctl(PR_SET_TIMERSLACK, ns, 0, 0, 0);
+}
+
+/// A tool whose output is read through a pipe that no other tool inherits. glibc and musl know the mode "re"; uClibc
+/// ignores its "e", hence the second step. Without it a tool keeps the pipe of another open, which then never ends.
+inline FILE* open_pipe(const char* command) {
+    FILE* const pipe = popen(command, "re");
+    if (pipe != nullptr) {
+        fcntl(fileno(pipe), F_SETFD, FD_CLOEXEC);
+    }
+    return pipe;
+}
+
+/// Large pages. Where the kernel hands them out unasked, one would hold the blocks of many access points, and all
+/// their memory would be taken for one of them. Kernels without them refuse the advice.
+inline void keep_pages_small([[maybe_unused]] void* block, [[maybe_unused]] size_t size) {
+#if defined(MADV_NOHUGEPAGE)
+    madvise(block, size, MADV_NOHUGEPAGE);
+#endif
+}
+
+} // namespace dashboard
+
+#endif

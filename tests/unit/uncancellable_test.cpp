@@ -1,0 +1,80 @@
+// The guard against cancellation, with threads that are cancelled at any instruction of it.
+#include "base/uncancellable.h"
+
+#include "tests/unit/guarded_thread.h"
+
+#include <gtest/gtest.h>
+
+#include <pthread.h>
+#include <sched.h>
+
+namespace dashboard::testing {
+namespace {
+
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__) || defined(__mips__)
+constexpr int cancellations = 1'000; // each takes many times as long
+#else
+constexpr int cancellations = 20'000;
+#endif
+
+// Waits until the thread has ended. One cancellation is enough on a processor. An emulated MIPS may lose what a signal
+// handler wrote between a load-linked and its store-conditional, and with it a cancellation, so it is asked again.
+void wait_for_end(pthread_t thread) {
+#if defined(__mips__)
+    while (pthread_tryjoin_np(thread, nullptr) != 0) {
+        pthread_cancel(thread);
+        sched_yield();
+    }
+#else
+    EXPECT_EQ(pthread_join(thread, nullptr), 0);
+#endif
+}
+
+// Cancels one thread after `delay` turns of a loop. Returns whether it was struck inside the guard.
+bool struck_inside(int delay) {
+    guarded_thread seen;
+    pthread_t thread{};
+    EXPECT_EQ(pthread_create(&thread, nullptr, stay_guarded, &seen), 0);
+    while (!seen.running) {
+        sched_yield();
+    }
+    for (volatile int i = 0; i < delay; i = i + 1) {
+    }
+    EXPECT_EQ(pthread_cancel(thread), 0);
+    wait_for_end(thread);
+    return seen.inside;
+}
+
+TEST(Uncancellable, IsNeverStruckInside) {
+    int struck = 0;
+    for (int i = 0; i < cancellations; ++i) {
+        struck += struck_inside(i * 7 % 3000) ? 1 : 0;
+    }
+    EXPECT_EQ(struck, 0) << "of " << cancellations;
+}
+
+struct state_and_type {
+    int state = -1;
+    int type = -1;
+
+    state_and_type() {
+        pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &state);
+        pthread_setcancelstate(state, nullptr);
+        pthread_setcanceltype(PTHREAD_CANCEL_DEFERRED, &type);
+        pthread_setcanceltype(type, nullptr);
+    }
+};
+
+TEST(Uncancellable, LeavesStateAndTypeAsTheyWereAlsoInsideAnother) {
+    {
+        const uncancellable outer;
+        { const uncancellable inner; }
+        EXPECT_EQ(state_and_type().state, PTHREAD_CANCEL_DISABLE);
+        EXPECT_EQ(state_and_type().type, PTHREAD_CANCEL_DEFERRED);
+    }
+    EXPECT_EQ(state_and_type().state, PTHREAD_CANCEL_ENABLE);
+    EXPECT_EQ(state_and_type().type, PTHREAD_CANCEL_DEFERRED) << "what this thread began with";
+}
+
+} // namespace
+} // namespace dashboard::testing
