@@ -3,7 +3,6 @@
 #include "base/portability.h"
 #include "base/uncancellable.h"
 
-#include <fcntl.h>
 #include <unistd.h>
 
 namespace dashboard {
@@ -16,8 +15,7 @@ bool open_tool(tool_output& tool, const char* command) {
     if (tool.pipe == nullptr) {
         return false;
     }
-    tool.text.fd = fileno(tool.pipe);         // read directly: stdio's buffer would come from the heap
-    fcntl(tool.text.fd, F_SETFD, FD_CLOEXEC); // uClibc's popen ignores the "e"
+    tool.text.fd = fileno(tool.pipe); // read directly: stdio's buffer would come from the heap
     usleep(10);
     return true;
 }
