@@ -82,7 +82,7 @@ bool parse_unsigned(const std::string& text, unsigned long long limit, unsigned 
     value = 0;
     for (; at < text.size(); at++) {
         const unsigned digit = digit_value(text[at]);
-        if (digit >= base || value > (limit - digit) / base) {
+        if (digit >= base || digit > limit || value > (limit - digit) / base) {
             return false;
         }
         value = value * base + digit;
