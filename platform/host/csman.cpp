@@ -68,6 +68,10 @@ int write_number(int handle, unsigned int csid, int value) {
 
 extern "C" {
 
+/// Says that this is the stand-in and no router's own library: the page's program looks for the name.
+extern __attribute__((visibility("default"))) const int csman_stand_in;
+const int csman_stand_in = 1;
+
 int open_csman(int, int) {
     const dashboard::call_scope scope;
     return scope.leave(dashboard::store_open(dashboard::store_path()));
