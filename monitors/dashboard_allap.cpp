@@ -2,10 +2,12 @@
 // rings have 128 slots. Its average is peculiar: AP i is divided by (i + 1) times the number of samples, and an average
 // knows no AP as present, so that the documents of minutes and hours list times only.
 
-#include "monitors/metric_callbacks.h"
+#include "base/wall_clock.h"
+#include "monitors/framed_monitor.h"
 #include "monitors/monitors.h"
 #include "probes/dashboard_aptraffic.h"
 
+#include <cstdint>
 #include <numeric>
 
 namespace dashboard {
@@ -51,27 +53,23 @@ constexpr monitor_description about = {
     "dashboard_allap",
     "allap_traffic_init",
     "allap_traffic_loop",
-    60,
-    9,
-    {"xml_allap_traffic_sec", "/tmp/dashboard/aptraffic_allap_sec_tmp.xml", "/tmp/dashboard/aptraffic_allap_sec.xml",
-     "/usr/www/aptraffic_allap_sec.xml"},
-    // Deliberate: the min document looks after the sec link and never gets one of its own.
-    {"xml_allap_traffic_min", "/tmp/dashboard/aptraffic_allap_min_tmp.xml", "/tmp/dashboard/aptraffic_allap_min.xml",
-     "/usr/www/aptraffic_allap_sec.xml"},
-    {"xml_allap_traffic_hour", "/tmp/dashboard/aptraffic_allap_hour_tmp.xml", "/tmp/dashboard/aptraffic_allap_hour.xml",
-     "/usr/www/aptraffic_allap_hour.xml"},
+    xml_span{60},
+    start_marker{9},
+    {
+        {"xml_allap_traffic_sec", "/tmp/dashboard/aptraffic_allap_sec_tmp.xml",
+         "/tmp/dashboard/aptraffic_allap_sec.xml", "/usr/www/aptraffic_allap_sec.xml"},
+        // Deliberate: the min document looks after the sec document's link and never gets one of its own.
+        {"xml_allap_traffic_min", "/tmp/dashboard/aptraffic_allap_min_tmp.xml",
+         "/tmp/dashboard/aptraffic_allap_min.xml", "/usr/www/aptraffic_allap_sec.xml",
+         "/tmp/dashboard/aptraffic_allap_sec.xml"},
+        // Deliberate: the hour link leads to a name that exists only while the hour document is being written.
+        {"xml_allap_traffic_hour", "/tmp/dashboard/aptraffic_allap_hour_tmp.xml",
+         "/tmp/dashboard/aptraffic_allap_hour.xml", "/usr/www/aptraffic_allap_hour.xml",
+         "/tmp/dashboard/aptraffic_allap_hour_tmp.xml"},
+    },
     "/usr/www/aptraffic_allap*",
     "/tmp/dashboard/aptraffic_allap*",
 };
-
-/// Deliberate: the min link leads to the sec document, the hour link to a name that exists only while the hour
-/// document is being written.
-const char* link_target(const document_names& names) {
-    if (names.writer == about.min.writer) {
-        return about.sec.published;
-    }
-    return names.writer == about.hour.writer ? names.temporary : names.published;
-}
 
 // ---- sampling
 
@@ -106,25 +104,9 @@ void elements(metric_document& document, const allap_sample& sample) {
     }
 }
 
-// ---- callbacks
-
-int write_series(const metric_series<allap_sample, ring_slots>& series, const document_names& names) {
-    if (write_unlinked_snapshot(series, about.span, names, elements) == 0) {
-        return 0;
-    }
-    link_published(about.source, names.writer, link_target(names), names.link);
-    return 1;
-}
-
-using callbacks = store_callbacks<store, about, write_series>;
-
-void set_up_nothing(int /*handle*/) {}
-
-constexpr auto allap_traffic_init = callbacks::init<set_up_nothing>;
-constexpr auto allap_traffic_loop = callbacks::loop<get_allap_traffic_item>;
-
 } // namespace
 
-extern constexpr monitor_cb allap_traffic_monitor = callbacks::table(allap_traffic_init, nullptr, allap_traffic_loop);
+extern constexpr monitor_cb allap_traffic_monitor =
+    framed_monitor<store, about, no_set_up, get_allap_traffic_item, elements>();
 
 } // namespace dashboard

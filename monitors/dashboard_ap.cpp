@@ -2,9 +2,14 @@
 // a history of its own for each. The viewer request value is the number of the AP that is watched, its index + 1: only
 // that AP's seconds and minutes are published, every AP's hours are.
 
+#include "base/dashboard_log.h"
+#include "base/wall_clock.h"
 #include "monitors/metric_store.h"
 #include "monitors/monitors.h"
 #include "probes/dashboard_aptraffic.h"
+
+#include <cstdint>
+#include <cstring>
 
 namespace dashboard {
 
@@ -62,14 +67,16 @@ constexpr monitor_description about = {
     "dashboard_ap",
     "ap_traffic_init",
     "ap_traffic_loop",
-    60,
-    8,
-    {"xml_ap_traffic_sec", "/tmp/dashboard/aptraffic_sec_%d_tmp.xml", "/tmp/dashboard/aptraffic_sec_%d.xml",
-     "/usr/www/aptraffic_sec_%d.xml", warn_with_leading_blank},
-    {"xml_ap_traffic_min", "/tmp/dashboard/aptraffic_min_%d_tmp.xml", "/tmp/dashboard/aptraffic_min_%d.xml",
-     "/usr/www/aptraffic_min_%d.xml", warn_with_leading_blank},
-    {"xml_ap_traffic_hour", "/tmp/dashboard/aptraffic_hour_%d_tmp.xml", "/tmp/dashboard/aptraffic_hour_%d.xml",
-     "/usr/www/aptraffic_hour_%d.xml"},
+    xml_span{60},
+    start_marker{8},
+    {
+        {"xml_ap_traffic_sec", "/tmp/dashboard/aptraffic_sec_%d_tmp.xml", "/tmp/dashboard/aptraffic_sec_%d.xml",
+         "/usr/www/aptraffic_sec_%d.xml", nullptr, warn_with_leading_blank},
+        {"xml_ap_traffic_min", "/tmp/dashboard/aptraffic_min_%d_tmp.xml", "/tmp/dashboard/aptraffic_min_%d.xml",
+         "/usr/www/aptraffic_min_%d.xml", nullptr, warn_with_leading_blank},
+        {"xml_ap_traffic_hour", "/tmp/dashboard/aptraffic_hour_%d_tmp.xml", "/tmp/dashboard/aptraffic_hour_%d.xml",
+         "/usr/www/aptraffic_hour_%d.xml"},
+    },
     "/usr/www/aptraffic*",
     "/tmp/dashboard/aptraffic*",
 };
@@ -78,16 +85,13 @@ constexpr monitor_description about = {
 
 /// A block that no AP has used since the module was made ready is all zero.
 bool is_used(const ap_block& block) {
-    return block.history.sec.end != block.history.sec.start;
+    return series_count(block.history.series[sec]) != 0;
 }
 
 void begin_block(ap_block& block) {
-    if (is_used(block)) {
-        return;
+    if (!is_used(block)) {
+        start_series(block.history, start_time);
     }
-    block.history.sec.last_roll_up = start_time;
-    block.history.min.last_roll_up = start_time;
-    block.history.hour.last_roll_up = start_time;
 }
 
 /// Reads before it writes: looking at an untouched page costs no memory.
@@ -116,8 +120,8 @@ void elements(metric_document& document, const ap_sample& sample) {
     }
 }
 
-int write_series(const metric_series<ap_sample>& series, const document_names& patterns, int32_t ap) {
-    return write_snapshot(series, about, indexed_names(patterns, ap).names, elements);
+int write_document(series_id id, int32_t ap) {
+    return write_snapshot(store->ap[ap].history.series[id], about, indexed_names(about.documents[id], ap), elements);
 }
 
 // ---- callbacks
@@ -129,7 +133,7 @@ int ap_traffic_init(int handle, int /*unused*/) {
         return 0;
     }
     start_time = wall_seconds();
-    mark_start(handle, about.start_marker);
+    mark_start(handle, about.marker);
     return 1;
 }
 
@@ -143,10 +147,7 @@ void follow_ap(int32_t i, int32_t request) {
     begin_block(block);
     sample.time = wall_seconds();
     block.present = 1;
-    const auto write = [i](const metric_series<ap_sample>& series, const document_names& patterns) {
-        return write_series(series, patterns, i);
-    };
-    metric_feed(block.history, sample, request == i + 1, about, write);
+    metric_feed(block.history, sample, request == i + 1, about, [i](series_id id) { write_document(id, i); });
 }
 
 int ap_traffic_loop(int /*handle*/, int32_t* viewer, const monitor_cb* /*callbacks*/) {
@@ -165,29 +166,32 @@ int ap_traffic_term(int /*handle*/, int /*unused*/) {
 }
 
 /// Writes one document for every AP that is present.
-template <metric_series<ap_sample> metric_store<ap_sample>::*series, document_names monitor_description::*patterns>
+template <series_id id>
 int write_present(int /*handle*/, const int32_t* /*index*/) {
     if (store == nullptr) {
         return 0;
     }
     for (int32_t i = 0; i < ap_limit; ++i) {
         if (store->ap[i].present != 0) {
-            write_series(store->ap[i].history.*series, about.*patterns, i);
+            write_document(id, i);
         }
     }
     return 1;
 }
 
+constexpr monitor_cb callbacks() {
+    monitor_cb set;
+    set.init = ap_traffic_init;
+    set.term = ap_traffic_term;
+    set.loop = ap_traffic_loop;
+    set.write_sec = write_present<sec>;
+    set.write_min = write_present<min>;
+    set.write_hour = write_present<hour>;
+    return set;
+}
+
 } // namespace
 
-extern constexpr monitor_cb ap_traffic_monitor = {
-    ap_traffic_init,
-    nullptr,
-    ap_traffic_term,
-    ap_traffic_loop,
-    write_present<&metric_store<ap_sample>::sec, &monitor_description::sec>,
-    write_present<&metric_store<ap_sample>::min, &monitor_description::min>,
-    write_present<&metric_store<ap_sample>::hour, &monitor_description::hour>,
-};
+extern constexpr monitor_cb ap_traffic_monitor = callbacks();
 
 } // namespace dashboard

@@ -3,6 +3,8 @@
 // so starts and stops bonds. Nothing is ever rolled up: minutes and hours stay empty. The viewer request value selects
 // the bond whose seconds are published, 1 for bond0.
 
+#include "base/dashboard_log.h"
+#include "base/wall_clock.h"
 #include "monitors/metric_store.h"
 #include "monitors/monitors.h"
 #include "platform/csman.h"
@@ -10,7 +12,10 @@
 #include "probes/text_scan.h"
 #include "probes/text_source.h"
 
+#include <cstdint>
 #include <cstdio>
+#include <cstring>
+#include <unistd.h>
 
 namespace dashboard {
 
@@ -50,20 +55,21 @@ bond_store* store = nullptr;
 
 constexpr uint32_t enable_csid = 0xb20070; // + bond
 constexpr uint32_t name_map_csid = 0xb200b0;
-constexpr int32_t first_start_marker = 40; // + bond
 
 constexpr monitor_description about = {
     "dashboard_bond",
     "bond_traffic_init",
     "get_bond_traffic_item",
-    60,
-    first_start_marker,
-    {"xml_bond_traffic_sec", "/tmp/dashboard/bond_traffic_sec_%d_tmp.xml", "/tmp/dashboard/bond_traffic_sec_%d.xml",
-     "/usr/www/bond_traffic_sec_%d.xml"},
-    {"xml_bond_traffic_min", "/tmp/dashboard/bond_traffic_min_%d_tmp.xml", "/tmp/dashboard/bond_traffic_min_%d.xml",
-     "/usr/www/bond_traffic_min_%d.xml"},
-    {"xml_bond_traffic_hour", "/tmp/dashboard/bond_traffic_hour_%d_tmp.xml", "/tmp/dashboard/bond_traffic_hour_%d.xml",
-     "/usr/www/bond_traffic_hour_%d.xml"},
+    xml_span{60},
+    start_marker{40}, // of bond0; those of the others follow
+    {
+        {"xml_bond_traffic_sec", "/tmp/dashboard/bond_traffic_sec_%d_tmp.xml", "/tmp/dashboard/bond_traffic_sec_%d.xml",
+         "/usr/www/bond_traffic_sec_%d.xml"},
+        {"xml_bond_traffic_min", "/tmp/dashboard/bond_traffic_min_%d_tmp.xml", "/tmp/dashboard/bond_traffic_min_%d.xml",
+         "/usr/www/bond_traffic_min_%d.xml"},
+        {"xml_bond_traffic_hour", "/tmp/dashboard/bond_traffic_hour_%d_tmp.xml",
+         "/tmp/dashboard/bond_traffic_hour_%d.xml", "/usr/www/bond_traffic_hour_%d.xml"},
+    },
     "/usr/www/bond_traffic*",
     "/tmp/dashboard/bond_traffic*",
 };
@@ -79,35 +85,33 @@ void name_elements(metric_document& document, const bond_slot& slot) {
     }
 }
 
-int write_bond(const metric_series<bond_sample>& series, const document_names& patterns, int32_t i) {
-    const indexed_names names(patterns, i);
+void elements(metric_document& document, const bond_slot& slot, int32_t i, const bond_sample& sample) {
+    document_printf(document, "    <bond%d_txrx>%llu</bond%d_txrx>\n", i, sample.txrx, i);
+    for (int32_t k = 0; k < slave_limit; ++k) {
+        if (slot.slave[k][0] != '\0') {
+            document_printf(document, "    <slave%d_txrx>%llu</slave%d_txrx>\n", k, sample.slave_txrx[k], k);
+        }
+    }
+}
+
+int write_document(series_id id, int32_t i) {
+    const indexed_names names(about.documents[id], i);
     metric_document document;
-    if (!open_document(document, names.names)) {
+    if (!open_document(document, names)) {
         return 0;
     }
     const bond_slot& slot = store->bond[i];
     begin_datalist(document);
     name_elements(document, slot);
-    document_samples(document, series, about.span, [&slot, i](metric_document& out, const bond_sample& sample) {
-        document_printf(out, "    <bond%d_txrx>%llu</bond%d_txrx>\n", i, sample.txrx, i);
-        for (int32_t k = 0; k < slave_limit; ++k) {
-            if (slot.slave[k][0] != '\0') {
-                document_printf(out, "    <slave%d_txrx>%llu</slave%d_txrx>\n", k, sample.slave_txrx[k], k);
-            }
-        }
-    });
+    document_samples(document, slot.history.series[id], about.span,
+                     [&slot, i](metric_document& out, const bond_sample& sample) { elements(out, slot, i, sample); });
     end_datalist(document);
-    replace_published(document, names.names);
-    link_published(about.source, names.names.writer, names.published, names.link);
+    publish(document, names, about.source);
     return 1;
 }
 
-void write_sec_of(int32_t i) {
-    write_bond(store->bond[i].history.sec, about.sec, i);
-}
-
-void remove_sec_of(int32_t i) {
-    remove(indexed_names(about.sec, i).published);
+void remove_sec_document(int32_t i) {
+    remove(indexed_names(about.documents[sec], i).published);
 }
 
 // ---- configuration
@@ -116,7 +120,7 @@ void restart_slot(bond_slot& slot) {
     memset(static_cast<void*>(&slot), 0, sizeof slot);
     slot.active = 1;
     slot.configured = 1;
-    start_series(slot.history);
+    start_series(slot.history, wall_seconds());
 }
 
 void read_enable_item(int handle, int32_t i, int32_t& value) {
@@ -127,19 +131,20 @@ void follow_configuration(bond_slot& slot, int32_t i) {
     if (slot.active == 0 && slot.configured == 1) {
         _msg("bond_traffic_check", __LINE__, "dashboard-bond%d start", i);
         restart_slot(slot);
-        write_sec_of(i);
+        write_document(sec, i);
     } else if (slot.active == 1 && slot.configured == 0) {
         _msg("bond_traffic_check", __LINE__, "dashboard-bond%d stop", i);
         memset(static_cast<void*>(&slot), 0, sizeof slot);
-        remove_sec_of(i);
+        remove_sec_document(i);
     }
 }
 
 /// The bond has come up: its history begins anew.
 void bring_up(int handle, bond_slot& slot, int32_t i) {
     restart_slot(slot);
-    remove_sec_of(i); // Deliberate: also where the start has just written it; the next viewed sample brings it back.
-    mark_start(handle, about.start_marker + i);
+    remove_sec_document(
+        i); // Deliberate: also where the start has just written it; the next viewed sample brings it back.
+    mark_start(handle, start_marker{about.marker.code + i});
 }
 
 /// Reads "number:interface". Returns whether both stood there; of a longer name the front is kept.
@@ -154,9 +159,9 @@ bool scan_slave(text_source& list, int32_t& number, char (&name)[interface_size]
 /// Slaves beyond those listed keep what they had.
 void read_slaves(text_source& list, bond_slot& slot) {
     int32_t number = 0;
-    char name[interface_size];
+    char name[interface_size] = {};
     for (int32_t k = 0; k < slave_limit && scan_slave(list, number, name); ++k) {
-        memcpy(slot.slave[k], name, sizeof name);
+        snprintf(slot.slave[k], sizeof slot.slave[k], "%s", name);
         snprintf(slot.names.slave[k], sizeof slot.names.slave[k], "WAN-%d(slave%d)", wrapping_sum(number, 1), k + 1);
     }
 }
@@ -216,9 +221,9 @@ void follow_bond(bond_slot& slot, int32_t i, int32_t request) {
         return;
     }
     sample.time = wall_seconds();
-    series_push(sample, slot.history.sec);
+    series_push(sample, slot.history.series[sec]);
     if (request == i + 1) {
-        write_sec_of(i);
+        write_document(sec, i);
     }
 }
 
@@ -229,12 +234,12 @@ int bond_traffic_init(int handle, int /*unused*/) {
         return 0;
     }
     for (int32_t i = 0; i < bond_limit; ++i) {
-        start_series(store->bond[i].history);
+        start_series(store->bond[i].history, wall_seconds());
         read_enable_item(handle, i, store->bond[i].active);
     }
     for (int32_t i = 0; i < bond_limit; ++i) {
         if (store->bond[i].active != 0) {
-            write_sec_of(i);
+            write_document(sec, i);
         }
     }
     return 1;
@@ -273,25 +278,26 @@ int bond_traffic_term(int /*handle*/, int /*unused*/) {
 }
 
 /// Writes the document of the bond that `index` points to, of bond0 when it is empty.
-template <metric_series<bond_sample> metric_store<bond_sample>::*series, document_names monitor_description::*patterns>
+template <series_id id>
 int write_indexed(int /*handle*/, const int32_t* index) {
     const int32_t i = index != nullptr ? *index : 0;
-    if (store == nullptr || i < 0 || i >= bond_limit) {
-        return 0;
-    }
-    return write_bond(store->bond[i].history.*series, about.*patterns, i);
+    return store != nullptr && i >= 0 && i < bond_limit ? write_document(id, i) : 0;
+}
+
+constexpr monitor_cb callbacks() {
+    monitor_cb set;
+    set.init = bond_traffic_init;
+    set.check = bond_traffic_check;
+    set.term = bond_traffic_term;
+    set.loop = get_bond_traffic_item;
+    set.write_sec = write_indexed<sec>;
+    set.write_min = write_indexed<min>;
+    set.write_hour = write_indexed<hour>;
+    return set;
 }
 
 } // namespace
 
-extern constexpr monitor_cb bond_traffic_monitor = {
-    bond_traffic_init,
-    bond_traffic_check,
-    bond_traffic_term,
-    get_bond_traffic_item,
-    write_indexed<&metric_store<bond_sample>::sec, &monitor_description::sec>,
-    write_indexed<&metric_store<bond_sample>::min, &monitor_description::min>,
-    write_indexed<&metric_store<bond_sample>::hour, &monitor_description::hour>,
-};
+extern constexpr monitor_cb bond_traffic_monitor = callbacks();
 
 } // namespace dashboard

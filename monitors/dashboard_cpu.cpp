@@ -2,10 +2,14 @@
 // renewed about every four seconds only, so consecutive samples often repeat them under fresh times. Averages are
 // signed 32-bit: a core that mpstat did not report holds -1.
 
-#include "monitors/metric_callbacks.h"
+#include "base/wall_clock.h"
+#include "monitors/framed_monitor.h"
 #include "monitors/monitors.h"
 #include "probes/dashboard_cpuinfo.h"
 #include "probes/dashboard_sysinfo.h"
+
+#include <cstdint>
+#include <cstring>
 
 namespace dashboard {
 
@@ -47,14 +51,16 @@ constexpr monitor_description about = {
     "dashboard_cpu",
     "cpu_usage_init",
     "cpu_usage_loop",
-    60,
-    1,
-    {"xml_cpu_usage_sec", "/tmp/dashboard/cpu_usage_sec_tmp.xml", "/tmp/dashboard/cpu_usage_sec_0.xml",
-     "/usr/www/cpu_usage_sec_0.xml"},
-    {"xml_cpu_usage_min", "/tmp/dashboard/cpu_usage_min_tmp.xml", "/tmp/dashboard/cpu_usage_min_0.xml",
-     "/usr/www/cpu_usage_min_0.xml"},
-    {"xml_cpu_usage_hour", "/tmp/dashboard/cpu_usage_hour_tmp.xml", "/tmp/dashboard/cpu_usage_hour_0.xml",
-     "/usr/www/cpu_usage_hour_0.xml"},
+    xml_span{60},
+    start_marker{1},
+    {
+        {"xml_cpu_usage_sec", "/tmp/dashboard/cpu_usage_sec_tmp.xml", "/tmp/dashboard/cpu_usage_sec_0.xml",
+         "/usr/www/cpu_usage_sec_0.xml"},
+        {"xml_cpu_usage_min", "/tmp/dashboard/cpu_usage_min_tmp.xml", "/tmp/dashboard/cpu_usage_min_0.xml",
+         "/usr/www/cpu_usage_min_0.xml"},
+        {"xml_cpu_usage_hour", "/tmp/dashboard/cpu_usage_hour_tmp.xml", "/tmp/dashboard/cpu_usage_hour_0.xml",
+         "/usr/www/cpu_usage_hour_0.xml"},
+    },
     "/usr/www/cpu_usage*",
     "/tmp/dashboard/cpu_usage*",
 };
@@ -83,21 +89,13 @@ void elements(metric_document& document, const cpu_sample& sample) {
 
 // ---- callbacks
 
-int write_series(const metric_series<cpu_sample>& series, const document_names& names) {
-    return write_snapshot(series, about, names, elements);
-}
-
-using callbacks = store_callbacks<store, about, write_series>;
-
 void count_cores(int /*handle*/) {
     core_count = get_proc_cpu_nr();
 }
 
-constexpr auto cpu_usage_init = callbacks::init<count_cores>;
-constexpr auto cpu_usage_loop = callbacks::loop<get_cpu_usage_item>;
-
 } // namespace
 
-extern constexpr monitor_cb cpu_usage_monitor = callbacks::table(cpu_usage_init, nullptr, cpu_usage_loop);
+extern constexpr monitor_cb cpu_usage_monitor =
+    framed_monitor<store, about, count_cores, get_cpu_usage_item, elements>();
 
 } // namespace dashboard

@@ -10,6 +10,8 @@
 #include "probes/dashboard_sysinfo.h"
 
 #include <algorithm>
+#include <cstdint>
+#include <cstring>
 
 namespace dashboard {
 
@@ -50,18 +52,18 @@ current_traffic_store* store = nullptr;
 /// term sets it back.
 int32_t call_counter = 3;
 
-constexpr document_names names = {"xml_current_traffic_sec", "/tmp/dashboard/current_traffic_sec_0_tmp.xml",
-                                  "/tmp/dashboard/current_traffic_sec_0.xml", "/usr/www/current_traffic_sec_0.xml"};
-
 constexpr monitor_description about = {
     "dashboard_current",
     "current_traffic_init",
     "current_traffic_loop",
-    1,
-    0,
-    names,
-    {},
-    {},
+    xml_span{1},
+    start_marker{}, // none is written
+    {
+        {"xml_current_traffic_sec", "/tmp/dashboard/current_traffic_sec_0_tmp.xml",
+         "/tmp/dashboard/current_traffic_sec_0.xml", "/usr/www/current_traffic_sec_0.xml"},
+        {}, // no minutes
+        {}, // no hours
+    },
     "/usr/www/current_traffic*",
     "/tmp/dashboard/current_traffic*",
 };
@@ -194,6 +196,7 @@ void elements(metric_document& document, const current_traffic_sample& sample) {
 }
 
 int xml_current_traffic_sec() {
+    const document_names& names = about.documents[sec];
     metric_document document;
     if (!open_document(document, names)) {
         return 0;
@@ -203,8 +206,7 @@ int xml_current_traffic_sec() {
         elements(document, *sample);
     }
     end_datalist(document);
-    replace_published(document, names);
-    link_published(about.source, names.writer, names.published, names.link);
+    publish(document, names, about.source);
     return 1;
 }
 
@@ -255,10 +257,17 @@ int write_sec(int /*handle*/, const int32_t* /*index*/) {
     return store != nullptr ? xml_current_traffic_sec() : 0;
 }
 
+constexpr monitor_cb callbacks() {
+    monitor_cb set;
+    set.init = current_traffic_init;
+    set.term = current_traffic_term;
+    set.loop = current_traffic_loop;
+    set.write_sec = write_sec;
+    return set;
+}
+
 } // namespace
 
-extern constexpr monitor_cb current_traffic_monitor = {
-    current_traffic_init, nullptr, current_traffic_term, current_traffic_loop, write_sec,
-};
+extern constexpr monitor_cb current_traffic_monitor = callbacks();
 
 } // namespace dashboard

@@ -2,10 +2,15 @@
 // came up. A bridge is followed from the moment it is seen alive until the module is started again, also when it goes
 // away in between; it counts 0 while it is gone.
 
-#include "monitors/metric_callbacks.h"
+#include "base/dashboard_log.h"
+#include "base/wall_clock.h"
+#include "monitors/framed_monitor.h"
 #include "monitors/metric_export.h"
 #include "monitors/monitors.h"
 #include "monitors/traffic_counters.h"
+#include "probes/dashboard_netdev.h"
+
+#include <cstdint>
 
 namespace dashboard {
 
@@ -32,25 +37,32 @@ constexpr monitor_description about = {
     "dashboard_lan",
     "lan_traffic_init",
     "lan_traffic_loop",
-    72,
-    5,
-    {"xml_lan_traffic_sec", "/tmp/dashboard/lan_traffic_sec_tmp.xml", "/tmp/dashboard/lan_traffic_sec_0.xml",
-     "/usr/www/lan_traffic_sec_0.xml"},
-    {"xml_lan_traffic_min", "/tmp/dashboard/lan_traffic_min_tmp.xml", "/tmp/dashboard/lan_traffic_min_0.xml",
-     "/usr/www/lan_traffic_min_0.xml"},
-    {"xml_lan_traffic_hour", "/tmp/dashboard/lan_traffic_hour_tmp.xml", "/tmp/dashboard/lan_traffic_hour_0.xml",
-     "/usr/www/lan_traffic_hour_0.xml"},
+    xml_span{72},
+    start_marker{5},
+    {
+        {"xml_lan_traffic_sec", "/tmp/dashboard/lan_traffic_sec_tmp.xml", "/tmp/dashboard/lan_traffic_sec_0.xml",
+         "/usr/www/lan_traffic_sec_0.xml"},
+        {"xml_lan_traffic_min", "/tmp/dashboard/lan_traffic_min_tmp.xml", "/tmp/dashboard/lan_traffic_min_0.xml",
+         "/usr/www/lan_traffic_min_0.xml"},
+        {"xml_lan_traffic_hour", "/tmp/dashboard/lan_traffic_hour_tmp.xml", "/tmp/dashboard/lan_traffic_hour_0.xml",
+         "/usr/www/lan_traffic_hour_0.xml"},
+    },
     "/usr/www/lan_traffic*",
     "/tmp/dashboard/lan_traffic*",
 };
 
-constexpr export_names exports[3] = {
-    {"data_export_lan_traffic_sec", "/tmp/dashboard/lan_traffic_sec_0_tmp", "/tmp/dashboard/lan_traffic_sec_0",
-     "/usr/www/lan_traffic_sec_0"},
-    {"data_export_lan_traffic_min", "/tmp/dashboard/lan_traffic_min_0_tmp", "/tmp/dashboard/lan_traffic_min_0",
-     "/usr/www/lan_traffic_min_0"},
-    {"data_export_lan_traffic_hour", "/tmp/dashboard/lan_traffic_hour_0_tmp", "/tmp/dashboard/lan_traffic_hour_0",
-     "/usr/www/lan_traffic_hour_0"},
+constexpr export_description exports = {
+    about.source,
+    "count,index,tx,rx,txrx\n",
+    fewest_samples{2},
+    {
+        {"data_export_lan_traffic_sec", "/tmp/dashboard/lan_traffic_sec_0_tmp", "/tmp/dashboard/lan_traffic_sec_0",
+         "/usr/www/lan_traffic_sec_0"},
+        {"data_export_lan_traffic_min", "/tmp/dashboard/lan_traffic_min_0_tmp", "/tmp/dashboard/lan_traffic_min_0",
+         "/usr/www/lan_traffic_min_0"},
+        {"data_export_lan_traffic_hour", "/tmp/dashboard/lan_traffic_hour_0_tmp", "/tmp/dashboard/lan_traffic_hour_0",
+         "/usr/www/lan_traffic_hour_0"},
+    },
 };
 
 constexpr const char* bridge_names[lan_bridges] = {"br0", "br1", "br2", "br3", "br4"};
@@ -108,21 +120,15 @@ void elements(metric_document& document, const lan_sample& sample) {
     }
 }
 
-void rows(metric_document& document, int32_t count, const lan_sample& sample, const lan_sample& previous) {
+void rows(metric_document& document, int32_t k, const lan_sample& sample, const lan_sample& previous) {
     for (int32_t bridge = 0; bridge < lan_bridges; ++bridge) {
         if (store->flag[bridge] == 1) {
-            difference_row(document, count, bridge, sample.bytes, previous.bytes);
+            difference_row(document, k, bridge, sample.bytes, previous.bytes);
         }
     }
 }
 
 // ---- callbacks
-
-int write_series(const metric_series<lan_sample>& series, const document_names& names) {
-    return write_snapshot(series, about, names, elements);
-}
-
-using callbacks = store_callbacks<store, about, write_series>;
 
 void find_bridges(int /*handle*/) {
     check_lan_bridges(store->flag, bridge_probe::every_bridge);
@@ -137,15 +143,12 @@ int lan_traffic_check(int /*handle*/, int32_t* /*viewer*/, const monitor_cb* /*c
 }
 
 int data_export(int /*handle*/, const int32_t* selector) {
-    return export_history(store, selector, exports, about.source, rows);
+    return export_series(store, selector, exports, rows);
 }
-
-constexpr auto lan_traffic_init = callbacks::init<find_bridges>;
-constexpr auto lan_traffic_loop = callbacks::loop<get_lan_traffic_item>;
 
 } // namespace
 
 extern constexpr monitor_cb lan_traffic_monitor =
-    callbacks::table(lan_traffic_init, lan_traffic_check, lan_traffic_loop, data_export);
+    framed_monitor<store, about, find_bridges, get_lan_traffic_item, elements>(lan_traffic_check, data_export);
 
 } // namespace dashboard

@@ -2,10 +2,15 @@
 // before the measurement. Sums are 32-bit and the division signed. Every start of the module also starts the system's
 // `freemem` tool in the background.
 
-#include "monitors/metric_callbacks.h"
+#include "base/dashboard_log.h"
+#include "base/wall_clock.h"
+#include "monitors/framed_monitor.h"
 #include "monitors/monitors.h"
 #include "platform/utils.h"
 #include "probes/dashboard_sysinfo.h"
+
+#include <cstdint>
+#include <unistd.h>
 
 namespace dashboard {
 
@@ -36,14 +41,16 @@ constexpr monitor_description about = {
     "dashboard_mem",
     "mem_usage_init",
     "mem_usage_loop",
-    60,
-    2,
-    {"xml_mem_usage_sec", "/tmp/dashboard/mem_usage_sec_tmp.xml", "/tmp/dashboard/mem_usage_sec_0.xml",
-     "/usr/www/mem_usage_sec_0.xml", warn_with_blank},
-    {"xml_mem_usage_min", "/tmp/dashboard/mem_usage_min_tmp.xml", "/tmp/dashboard/mem_usage_min_0.xml",
-     "/usr/www/mem_usage_min_0.xml", warn_with_blank},
-    {"xml_mem_usage_hour", "/tmp/dashboard/mem_usage_hour_tmp.xml", "/tmp/dashboard/mem_usage_hour_0.xml",
-     "/usr/www/mem_usage_hour_0.xml"},
+    xml_span{60},
+    start_marker{2},
+    {
+        {"xml_mem_usage_sec", "/tmp/dashboard/mem_usage_sec_tmp.xml", "/tmp/dashboard/mem_usage_sec_0.xml",
+         "/usr/www/mem_usage_sec_0.xml", nullptr, warn_with_blank},
+        {"xml_mem_usage_min", "/tmp/dashboard/mem_usage_min_tmp.xml", "/tmp/dashboard/mem_usage_min_0.xml",
+         "/usr/www/mem_usage_min_0.xml", nullptr, warn_with_blank},
+        {"xml_mem_usage_hour", "/tmp/dashboard/mem_usage_hour_tmp.xml", "/tmp/dashboard/mem_usage_hour_0.xml",
+         "/usr/www/mem_usage_hour_0.xml"},
+    },
     "/usr/www/mem_usage*",
     "/tmp/dashboard/mem_usage*",
 };
@@ -65,21 +72,13 @@ void elements(metric_document& document, const mem_sample& sample) {
 
 // ---- callbacks
 
-int write_series(const metric_series<mem_sample>& series, const document_names& names) {
-    return write_snapshot(series, about, names, elements);
-}
-
-using callbacks = store_callbacks<store, about, write_series>;
-
 void start_freemem(int /*handle*/) {
     _exec_cmd(getpid(), about.source, about.init, __LINE__, "freemem &");
 }
 
-constexpr auto mem_usage_init = callbacks::init<start_freemem>;
-constexpr auto mem_usage_loop = callbacks::loop<get_mem_usage_item>;
-
 } // namespace
 
-extern constexpr monitor_cb mem_usage_monitor = callbacks::table(mem_usage_init, nullptr, mem_usage_loop);
+extern constexpr monitor_cb mem_usage_monitor =
+    framed_monitor<store, about, start_freemem, get_mem_usage_item, elements>();
 
 } // namespace dashboard

@@ -2,10 +2,14 @@
 // SINR are kept there as magnitudes and published behind a literal minus. A slot that is disabled or dead counts 0.
 // Averages are signed 32-bit.
 
-#include "monitors/metric_callbacks.h"
+#include "base/dashboard_log.h"
+#include "base/wall_clock.h"
+#include "monitors/framed_monitor.h"
 #include "monitors/metric_export.h"
 #include "monitors/monitors.h"
 #include "platform/csman.h"
+
+#include <cstdint>
 
 namespace dashboard {
 
@@ -53,25 +57,32 @@ constexpr monitor_description about = {
     "dashboard_simsq",
     "sim_strquality_init",
     "sim_strquality_loop",
-    72,
-    10,
-    {"xml_sim_strquality_sec", "/tmp/dashboard/sim_strquality_sec_0_tmp.xml", "/tmp/dashboard/sim_strquality_sec_0.xml",
-     "/usr/www/sim_strquality_sec_0.xml"},
-    {"xml_sim_strquality_min", "/tmp/dashboard/sim_strquality_min_0_tmp.xml", "/tmp/dashboard/sim_strquality_min_0.xml",
-     "/usr/www/sim_strquality_min_0.xml"},
-    {"xml_sim_strquality_hour", "/tmp/dashboard/sim_strquality_hour_0_tmp.xml",
-     "/tmp/dashboard/sim_strquality_hour_0.xml", "/usr/www/sim_strquality_hour_0.xml"},
+    xml_span{72},
+    start_marker{10},
+    {
+        {"xml_sim_strquality_sec", "/tmp/dashboard/sim_strquality_sec_0_tmp.xml",
+         "/tmp/dashboard/sim_strquality_sec_0.xml", "/usr/www/sim_strquality_sec_0.xml"},
+        {"xml_sim_strquality_min", "/tmp/dashboard/sim_strquality_min_0_tmp.xml",
+         "/tmp/dashboard/sim_strquality_min_0.xml", "/usr/www/sim_strquality_min_0.xml"},
+        {"xml_sim_strquality_hour", "/tmp/dashboard/sim_strquality_hour_0_tmp.xml",
+         "/tmp/dashboard/sim_strquality_hour_0.xml", "/usr/www/sim_strquality_hour_0.xml"},
+    },
     "/usr/www/sim_strquality*",
     "/tmp/dashboard/sim_strquality*",
 };
 
-constexpr export_names exports[3] = {
-    {"data_export_sim_strquality_sec", "/tmp/dashboard/sim_strquality_sec_0_tmp", "/tmp/dashboard/sim_strquality_sec_0",
-     "/usr/www/sim_strquality_sec_0"},
-    {"data_export_sim_strquality_min", "/tmp/dashboard/sim_strquality_min_0_tmp", "/tmp/dashboard/sim_strquality_min_0",
-     "/usr/www/sim_strquality_min_0"},
-    {"data_export_sim_strquality_hour", "/tmp/dashboard/sim_strquality_hour_0_tmp",
-     "/tmp/dashboard/sim_strquality_hour_0", "/usr/www/sim_strquality_hour_0"},
+constexpr export_description exports = {
+    about.source,
+    "count,index,RSSI,RSRP,RSRQ,SINR,RSCP,EcIo\n",
+    fewest_samples{0},
+    {
+        {"data_export_sim_strquality_sec", "/tmp/dashboard/sim_strquality_sec_0_tmp",
+         "/tmp/dashboard/sim_strquality_sec_0", "/usr/www/sim_strquality_sec_0"},
+        {"data_export_sim_strquality_min", "/tmp/dashboard/sim_strquality_min_0_tmp",
+         "/tmp/dashboard/sim_strquality_min_0", "/usr/www/sim_strquality_min_0"},
+        {"data_export_sim_strquality_hour", "/tmp/dashboard/sim_strquality_hour_0_tmp",
+         "/tmp/dashboard/sim_strquality_hour_0", "/usr/www/sim_strquality_hour_0"},
+    },
 };
 
 // ---- sampling
@@ -126,39 +137,16 @@ void elements(metric_document& document, const sim_sample& sample) {
     }
 }
 
-void rows(metric_document& document, int32_t count, const sim_sample& sample) {
+/// The samples' own values, however few there are: nothing is taken from nothing here.
+void rows(metric_document& document, int32_t k, const sim_sample& sample, const sim_sample& /*previous*/) {
     for (int n = 1; n <= sim_slots; ++n) {
         const auto value = [&sample, n](measure m) { return sample.value[m][n - 1]; };
-        document_printf(document, "%d,%d,-%d,-%d,-%d,%d,-%d,-%d\n", count, n, value(rssi), value(rsrp), value(rsrq),
+        document_printf(document, "%d,%d,-%d,-%d,-%d,%d,-%d,-%d\n", k + 1, n, value(rssi), value(rsrp), value(rsrq),
                         value(sinr), value(rscp), value(ecio));
     }
 }
 
-/// The samples' own values, however few there are: nothing is taken from nothing here.
-int export_series(const metric_series<sim_sample>& series, const export_names& bases) {
-    const export_paths paths(bases);
-    metric_document document;
-    if (!open_document(document, paths.names)) {
-        return 0;
-    }
-    document_text(document, "count,index,RSSI,RSRP,RSRQ,SINR,RSCP,EcIo\n");
-    int32_t position = first_shown(series, export_span);
-    int32_t count = 1;
-    while (const sim_sample* sample = series_get(position++, series)) {
-        rows(document, count++, *sample);
-    }
-    replace_published(document, paths.names);
-    link_published(about.source, bases.exporter, paths.published, paths.link);
-    return 1;
-}
-
 // ---- callbacks
-
-int write_series(const metric_series<sim_sample>& series, const document_names& names) {
-    return write_snapshot(series, about, names, elements);
-}
-
-using callbacks = store_callbacks<store, about, write_series>;
 
 int sim_strquality_check(int handle, int32_t* /*viewer*/, const monitor_cb* /*callbacks*/) {
     if (store == nullptr) {
@@ -170,15 +158,12 @@ int sim_strquality_check(int handle, int32_t* /*viewer*/, const monitor_cb* /*ca
 }
 
 int data_export(int /*handle*/, const int32_t* selector) {
-    return select_export(store, selector, exports, export_series);
+    return export_series(store, selector, exports, rows);
 }
-
-constexpr auto sim_strquality_init = callbacks::init<read_enabled>;
-constexpr auto sim_strquality_loop = callbacks::loop<get_sim_strquality_item>;
 
 } // namespace
 
 extern constexpr monitor_cb sim_strquality_monitor =
-    callbacks::table(sim_strquality_init, sim_strquality_check, sim_strquality_loop, data_export);
+    framed_monitor<store, about, read_enabled, get_sim_strquality_item, elements>(sim_strquality_check, data_export);
 
 } // namespace dashboard

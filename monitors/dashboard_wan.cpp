@@ -2,13 +2,16 @@
 // since the interface came up. Which interface carries a connection is said by csman; a connection keeps the last name
 // it was given until the module is started again. A connection whose interface is down counts 0 in that second.
 
-#include "monitors/metric_callbacks.h"
+#include "base/dashboard_log.h"
+#include "base/wall_clock.h"
+#include "monitors/framed_monitor.h"
 #include "monitors/metric_export.h"
 #include "monitors/monitors.h"
 #include "monitors/traffic_counters.h"
 #include "platform/csman.h"
 #include "probes/dashboard_netdev.h"
 
+#include <cstdint>
 #include <cstring>
 
 namespace dashboard {
@@ -44,25 +47,32 @@ constexpr monitor_description about = {
     "dashboard_wan",
     "wan_traffic_init",
     "wan_traffic_loop",
-    72,
-    3,
-    {"xml_wan_traffic_sec", "/tmp/dashboard/wan_traffic_sec_tmp.xml", "/tmp/dashboard/wan_traffic_sec_0.xml",
-     "/usr/www/wan_traffic_sec_0.xml"},
-    {"xml_wan_traffic_min", "/tmp/dashboard/wan_traffic_min_tmp.xml", "/tmp/dashboard/wan_traffic_min_0.xml",
-     "/usr/www/wan_traffic_min_0.xml"},
-    {"xml_wan_traffic_hour", "/tmp/dashboard/wan_traffic_hour_tmp.xml", "/tmp/dashboard/wan_traffic_hour_0.xml",
-     "/usr/www/wan_traffic_hour_0.xml"},
+    xml_span{72},
+    start_marker{3},
+    {
+        {"xml_wan_traffic_sec", "/tmp/dashboard/wan_traffic_sec_tmp.xml", "/tmp/dashboard/wan_traffic_sec_0.xml",
+         "/usr/www/wan_traffic_sec_0.xml"},
+        {"xml_wan_traffic_min", "/tmp/dashboard/wan_traffic_min_tmp.xml", "/tmp/dashboard/wan_traffic_min_0.xml",
+         "/usr/www/wan_traffic_min_0.xml"},
+        {"xml_wan_traffic_hour", "/tmp/dashboard/wan_traffic_hour_tmp.xml", "/tmp/dashboard/wan_traffic_hour_0.xml",
+         "/usr/www/wan_traffic_hour_0.xml"},
+    },
     "/usr/www/wan_traffic*",
     "/tmp/dashboard/wan_traffic*",
 };
 
-constexpr export_names exports[3] = {
-    {"data_export_wan_traffic_sec", "/tmp/dashboard/wan_traffic_sec_0_tmp", "/tmp/dashboard/wan_traffic_sec_0",
-     "/usr/www/wan_traffic_sec_0"},
-    {"data_export_wan_traffic_min", "/tmp/dashboard/wan_traffic_min_0_tmp", "/tmp/dashboard/wan_traffic_min_0",
-     "/usr/www/wan_traffic_min_0"},
-    {"data_export_wan_traffic_hour", "/tmp/dashboard/wan_traffic_hour_0_tmp", "/tmp/dashboard/wan_traffic_hour_0",
-     "/usr/www/wan_traffic_hour_0"},
+constexpr export_description exports = {
+    about.source,
+    "count,index,tx,rx,txrx\n",
+    fewest_samples{2},
+    {
+        {"data_export_wan_traffic_sec", "/tmp/dashboard/wan_traffic_sec_0_tmp", "/tmp/dashboard/wan_traffic_sec_0",
+         "/usr/www/wan_traffic_sec_0"},
+        {"data_export_wan_traffic_min", "/tmp/dashboard/wan_traffic_min_0_tmp", "/tmp/dashboard/wan_traffic_min_0",
+         "/usr/www/wan_traffic_min_0"},
+        {"data_export_wan_traffic_hour", "/tmp/dashboard/wan_traffic_hour_0_tmp", "/tmp/dashboard/wan_traffic_hour_0",
+         "/usr/www/wan_traffic_hour_0"},
+    },
 };
 
 /// A name as a terminated string, also one that fills its buffer.
@@ -126,21 +136,15 @@ void elements(metric_document& document, const wan_sample& sample) {
     }
 }
 
-void rows(metric_document& document, int32_t count, const wan_sample& sample, const wan_sample& previous) {
+void rows(metric_document& document, int32_t k, const wan_sample& sample, const wan_sample& previous) {
     for (int32_t slot = 0; slot < wan_slots; ++slot) {
         if (store->in_use(slot)) {
-            difference_row(document, count, slot, sample.bytes, previous.bytes);
+            difference_row(document, k, slot, sample.bytes, previous.bytes);
         }
     }
 }
 
 // ---- callbacks
-
-int write_series(const metric_series<wan_sample>& series, const document_names& names) {
-    return write_snapshot(series, about, names, elements);
-}
-
-using callbacks = store_callbacks<store, about, write_series>;
 
 void add_connections(int handle) {
     for (int32_t slot = 0; slot < wan_slots; ++slot) {
@@ -163,15 +167,12 @@ int wan_traffic_check(int handle, int32_t* /*viewer*/, const monitor_cb* /*callb
 }
 
 int data_export(int /*handle*/, const int32_t* selector) {
-    return export_history(store, selector, exports, about.source, rows);
+    return export_series(store, selector, exports, rows);
 }
-
-constexpr auto wan_traffic_init = callbacks::init<add_connections>;
-constexpr auto wan_traffic_loop = callbacks::loop<get_wan_traffic_item>;
 
 } // namespace
 
 extern constexpr monitor_cb wan_traffic_monitor =
-    callbacks::table(wan_traffic_init, wan_traffic_check, wan_traffic_loop, data_export);
+    framed_monitor<store, about, add_connections, get_wan_traffic_item, elements>(wan_traffic_check, data_export);
 
 } // namespace dashboard

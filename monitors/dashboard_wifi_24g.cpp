@@ -25,34 +25,42 @@ constexpr monitor_description about = {
     "dashboard_wifi_24g",
     "wifi_traffic_init",
     "wifi_traffic_loop",
-    72,
-    6,
-    {"xml_wifi_traffic_sec", "/tmp/dashboard/wifi_24g_traffic_sec_0_tmp.xml",
-     "/tmp/dashboard/wifi_24g_traffic_sec_0.xml", "/usr/www/wifi_24g_traffic_sec_0.xml"},
-    {"xml_wifi_traffic_min", "/tmp/dashboard/wifi_24g_traffic_min_0_tmp.xml",
-     "/tmp/dashboard/wifi_24g_traffic_min_0.xml", "/usr/www/wifi_24g_traffic_min_0.xml"},
-    {"xml_wifi_traffic_hour", "/tmp/dashboard/wifi_24g_traffic_hour_0_tmp.xml",
-     "/tmp/dashboard/wifi_24g_traffic_hour_0.xml", "/usr/www/wifi_24g_traffic_hour_0.xml"},
+    xml_span{72},
+    start_marker{6},
+    {
+        {"xml_wifi_traffic_sec", "/tmp/dashboard/wifi_24g_traffic_sec_0_tmp.xml",
+         "/tmp/dashboard/wifi_24g_traffic_sec_0.xml", "/usr/www/wifi_24g_traffic_sec_0.xml"},
+        {"xml_wifi_traffic_min", "/tmp/dashboard/wifi_24g_traffic_min_0_tmp.xml",
+         "/tmp/dashboard/wifi_24g_traffic_min_0.xml", "/usr/www/wifi_24g_traffic_min_0.xml"},
+        {"xml_wifi_traffic_hour", "/tmp/dashboard/wifi_24g_traffic_hour_0_tmp.xml",
+         "/tmp/dashboard/wifi_24g_traffic_hour_0.xml", "/usr/www/wifi_24g_traffic_hour_0.xml"},
+    },
     "/usr/www/wifi_24g_traffic*",
     "/tmp/dashboard/wifi_24g_traffic*",
 };
 
 constexpr wifi_band band = {
+    about,
     {
-        {"data_export_wifi_traffic_sec", "/tmp/dashboard/wifi_24g_traffic_sec_0_tmp",
-         "/tmp/dashboard/wifi_24g_traffic_sec_0", "/usr/www/wifi_24g_traffic_sec_0"},
-        {"data_export_wifi_traffic_min", "/tmp/dashboard/wifi_24g_traffic_min_0_tmp",
-         "/tmp/dashboard/wifi_24g_traffic_min_0", "/usr/www/wifi_24g_traffic_min_0"},
-        {"data_export_wifi_traffic_hour", "/tmp/dashboard/wifi_24g_traffic_hour_0_tmp",
-         "/tmp/dashboard/wifi_24g_traffic_hour_0", "/usr/www/wifi_24g_traffic_hour_0"},
+        about.source,
+        wifi_export_header,
+        fewest_samples{2},
+        {
+            {"data_export_wifi_traffic_sec", "/tmp/dashboard/wifi_24g_traffic_sec_0_tmp",
+             "/tmp/dashboard/wifi_24g_traffic_sec_0", "/usr/www/wifi_24g_traffic_sec_0"},
+            {"data_export_wifi_traffic_min", "/tmp/dashboard/wifi_24g_traffic_min_0_tmp",
+             "/tmp/dashboard/wifi_24g_traffic_min_0", "/usr/www/wifi_24g_traffic_min_0"},
+            {"data_export_wifi_traffic_hour", "/tmp/dashboard/wifi_24g_traffic_hour_0_tmp",
+             "/tmp/dashboard/wifi_24g_traffic_hour_0", "/usr/www/wifi_24g_traffic_hour_0"},
+        },
     },
-    0x8000f391,
+    main_interface_csid{0x8000f391},
     add_totals,
     elements,
 };
 
 } // namespace
 
-extern constexpr monitor_cb wifi_24g_traffic_monitor = wifi_traffic<about, band>::monitor;
+extern constexpr monitor_cb wifi_24g_traffic_monitor = wifi_traffic<band>::monitor;
 
 } // namespace dashboard

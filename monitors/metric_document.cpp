@@ -125,6 +125,14 @@ void put_formatted(text_writer& out, const char* format, va_list& arguments) {
     }
 }
 
+void report_open_failure(const document_names& names, const char* error) {
+    if (names.report != nullptr) {
+        names.report(names.writer, names.temporary, error);
+        return;
+    }
+    _warn(names.writer, __LINE__, "open file(%s) error(%s)!", names.temporary, error);
+}
+
 void put_index(char (&path)[64], const char* pattern, int32_t index) {
     const char* place = strstr(pattern, "%d");
     snprintf(path, sizeof path, "%.*s%d%s", static_cast<int>(place - pattern), pattern, index, place + 2);
@@ -133,21 +141,17 @@ void put_index(char (&path)[64], const char* pattern, int32_t index) {
 } // namespace
 
 indexed_names::indexed_names(const document_names& patterns, int32_t index)
-    : names{patterns.writer, temporary, published, link, patterns.report} {
-    put_index(temporary, patterns.temporary, index);
-    put_index(published, patterns.published, index);
-    put_index(link, patterns.link, index);
-}
-
-void warn_open_failure(const char* writer, const char* path, const char* error) {
-    _warn(writer, __LINE__, "open file(%s) error(%s)!", path, error);
+    : document_names{patterns.writer, temporary_path, published_path, link_path, nullptr, patterns.report} {
+    put_index(temporary_path, patterns.temporary, index);
+    put_index(published_path, patterns.published, index);
+    put_index(link_path, patterns.link, index);
 }
 
 bool open_document(metric_document& document, const document_names& names) {
     // Not blocking: a pipe that somebody planted there must not hold us up. A regular file does not care.
     document.fd = open(names.temporary, O_WRONLY | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0644);
     if (document.fd < 0) {
-        names.report(names.writer, names.temporary, strerror(errno));
+        report_open_failure(names, strerror(errno));
         return false;
     }
     return true;
@@ -181,18 +185,16 @@ void end_datalist(metric_document& document) {
     document_text(document, "</datalist>\n");
 }
 
-void replace_published(metric_document& document, const document_names& names) {
+void publish(metric_document& document, const document_names& names, const char* source) {
     hand_over(document);
     close(document.fd);
     remove(names.published);
     [[maybe_unused]] const int moved = rename(names.temporary, names.published);
-}
-
-void link_published(const char* source, const char* writer, const char* target, const char* link) {
-    if (file_exists(link) == 1) {
+    if (file_exists(names.link) == 1) {
         return;
     }
-    _exec_cmd(getpid(), source, writer, __LINE__, "ln -sf %s %s", target, link);
+    const char* const target = names.link_target != nullptr ? names.link_target : names.published;
+    _exec_cmd(getpid(), source, names.writer, __LINE__, "ln -sf %s %s", target, names.link);
 }
 
 } // namespace dashboard

@@ -12,28 +12,26 @@ namespace dashboard {
 /// Reports that a temporary file could not be opened, in the words of the writer's module.
 using open_failure_report = void (*)(const char* writer, const char* path, const char* error);
 
-/// "open file(%s) error(%s)!", the words of nearly every writer.
-void warn_open_failure(const char* writer, const char* path, const char* error);
-
 /// The names of one published file.
 struct document_names {
-    const char* writer;    // name of the function in messages
-    const char* temporary; // what is being written
-    const char* published; // what it is moved onto
-    const char* link;      // where the web server finds it
-    open_failure_report report = warn_open_failure;
+    const char* writer;                   // name of the function in messages
+    const char* temporary;                // what is being written
+    const char* published;                // what it is moved onto
+    const char* link;                     // where the web server finds it
+    const char* link_target = nullptr;    // where the link leads, if not to the published file
+    open_failure_report report = nullptr; // if the words are not "open file(%s) error(%s)!", as nearly everywhere
 };
 
 /// The names of one of several like files: those of `patterns` with the number `index` in the place of their "%d".
-struct indexed_names {
-    char temporary[64];
-    char published[64];
-    char link[64];
-    document_names names;
-
+struct indexed_names : document_names {
     indexed_names(const document_names& patterns, int32_t index);
     indexed_names(const indexed_names&) = delete; // the names point into the structure
     indexed_names& operator=(const indexed_names&) = delete;
+
+private:
+    char temporary_path[64];
+    char published_path[64];
+    char link_path[64];
 };
 
 /// A document being written. Text is gathered and handed to the kernel in large pieces; the results of those writes
@@ -60,12 +58,10 @@ void document_printf(metric_document& document, const char* format, ...) __attri
 void begin_datalist(metric_document& document);
 void end_datalist(metric_document& document);
 
-/// Writes out what is left, closes, removes the published file and moves the new one onto its name.
-void replace_published(metric_document& document, const document_names& names);
-
-/// Links `target` as `link` unless something is there; a link whose target is missing counts as nothing. `source` and
-/// `writer` name the caller for the command runner's log.
-void link_published(const char* source, const char* writer, const char* target, const char* link);
+/// Writes out what is left, closes, removes the published file, moves the new one onto its name and links it unless
+/// something is there; a link whose target is missing counts as nothing. `source` names the caller, beside the writer,
+/// for the command runner's log.
+void publish(metric_document& document, const document_names& names, const char* source);
 
 } // namespace dashboard
 

@@ -4,10 +4,11 @@
 
 namespace dashboard {
 
-export_paths::export_paths(const export_names& bases) : names{bases.exporter, temporary, published, link} {
-    snprintf(temporary, sizeof temporary, "%s%s", bases.temporary, ".csv");
-    snprintf(published, sizeof published, "%s%s", bases.published, ".csv");
-    snprintf(link, sizeof link, "%s%s", bases.link, ".csv");
+csv_names::csv_names(const document_names& bases)
+    : document_names{bases.writer, temporary_path, published_path, link_path} {
+    snprintf(temporary_path, sizeof temporary_path, "%s%s", bases.temporary, ".csv");
+    snprintf(published_path, sizeof published_path, "%s%s", bases.published, ".csv");
+    snprintf(link_path, sizeof link_path, "%s%s", bases.link, ".csv");
 }
 
 } // namespace dashboard

@@ -11,11 +11,11 @@ constexpr int32_t marker_to_keep = 99;
 
 } // namespace
 
-void mark_start(int handle, int32_t code) {
-    int marker = 0;
-    read_csman_int(handle, start_marker_csid, &marker);
-    if (marker != marker_to_keep) {
-        write_csman_int(handle, start_marker_csid, code);
+void mark_start(int handle, start_marker marker) {
+    int held = 0;
+    read_csman_int(handle, start_marker_csid, &held);
+    if (held != marker_to_keep) {
+        write_csman_int(handle, start_marker_csid, marker.code);
     }
 }
 

@@ -1,21 +1,22 @@
-// The frame of every time-series module: its store, the roll-up, the snapshots.
+// The history of a metric: its three series, how they are rolled up, the snapshots that show them.
 //
 // Everything here runs on the server thread.
 #ifndef MONITORS_METRIC_STORE_H
 #define MONITORS_METRIC_STORE_H
 
 #include "base/dashboard_log.h"
-#include "base/wall_clock.h"
 #include "base/zeroed_memory.h"
 #include "monitors/metric_document.h"
 #include "monitors/metric_series.h"
 
-#include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <unistd.h>
 
 namespace dashboard {
+
+/// Picks one of a metric's series, and what belongs to it.
+enum series_id : int32_t { sec, min, hour, series_ids };
 
 /// Three series of one metric, seconds feeding minutes feeding hours. A module's store begins with it, as `history`;
 /// what else the module keeps follows.
@@ -23,9 +24,17 @@ template <class Sample, int32_t slots = 120>
 struct metric_store {
     using sample_type = Sample;
 
-    metric_series<Sample, slots> sec;
-    metric_series<Sample, slots> min;
-    metric_series<Sample, slots> hour;
+    metric_series<Sample, slots> series[series_ids];
+};
+
+/// Newest samples that a snapshot shows.
+struct xml_span {
+    int32_t samples;
+};
+
+/// A module's own code in the start marker item.
+struct start_marker {
+    int32_t code;
 };
 
 /// What tells one module from another as far as the frame is concerned. The names are those that messages show.
@@ -33,21 +42,11 @@ struct monitor_description {
     const char* source; // source name, also for the command runner
     const char* init;   // name of the init step
     const char* loop;   // name of the loop step
-    int32_t span;       // newest samples that a snapshot shows
-    int32_t start_marker;
-    document_names sec;
-    document_names min;
-    document_names hour;
+    xml_span span;
+    start_marker marker;
+    document_names documents[series_ids];
     const char* link_pattern; // what term tries to unlink, literally
     const char* published_pattern;
-};
-
-/// The base names of one CSV export; ".csv" is appended to each path.
-struct export_names {
-    const char* exporter; // name of the function in messages
-    const char* temporary;
-    const char* published;
-    const char* link;
 };
 
 /// What a viewer request pointer says; 0 when it is empty.
@@ -58,7 +57,7 @@ inline int32_t viewer_request(const int32_t* viewer) {
 // ---- init and term
 
 /// Writes a module's own code into the start marker item unless it holds 99.
-void mark_start(int handle, int32_t code);
+void mark_start(int handle, start_marker marker);
 
 /// Allocates the store unless there is one and clears it. Returns false with a warning when there is no memory.
 template <class Store>
@@ -75,13 +74,12 @@ bool make_store(Store*& store, const monitor_description& about) {
     return true;
 }
 
-/// The history begins now: no roll-up is due before a minute, or an hour, has passed.
+/// The history begins at `now`: no roll-up is due before a minute, or an hour, has passed.
 template <class Sample, int32_t slots>
-void start_series(metric_store<Sample, slots>& store) {
-    const int32_t now = wall_seconds();
-    store.sec.last_roll_up = now;
-    store.min.last_roll_up = now;
-    store.hour.last_roll_up = now;
+void start_series(metric_store<Sample, slots>& store, int32_t now) {
+    for (auto& series : store.series) {
+        series.last_roll_up = now;
+    }
 }
 
 /// Frees the store and tries to unlink what was published. Returns 1.
@@ -108,39 +106,28 @@ int32_t first_shown(const metric_series<Sample, slots>& series, int32_t span) {
 
 /// Adds the newest `span` samples, oldest first: a time line, then what `elements(document, sample)` adds.
 template <class Sample, int32_t slots, class Elements>
-void document_samples(metric_document& document, const metric_series<Sample, slots>& series, int32_t span,
+void document_samples(metric_document& document, const metric_series<Sample, slots>& series, xml_span span,
                       Elements elements) {
-    int32_t position = first_shown(series, span);
+    int32_t position = first_shown(series, span.samples);
     while (const Sample* sample = series_get(position++, series)) {
         document_printf(document, "    <time>%ld000</time>\n", static_cast<long>(sample->time));
         elements(document, *sample);
     }
 }
 
-/// Writes one series as an XML snapshot under its published name, without a link. Returns 1, or 0 when the temporary
-/// file cannot be opened.
+/// Writes one series as an XML snapshot and links it for the web server. Returns 1, or 0 when the temporary file cannot
+/// be opened.
 template <class Sample, int32_t slots, class Elements>
-int write_unlinked_snapshot(const metric_series<Sample, slots>& series, int32_t span, const document_names& names,
-                            Elements elements) {
+int write_snapshot(const metric_series<Sample, slots>& series, const monitor_description& about,
+                   const document_names& names, Elements elements) {
     metric_document document;
     if (!open_document(document, names)) {
         return 0;
     }
     begin_datalist(document);
-    document_samples(document, series, span, elements);
+    document_samples(document, series, about.span, elements);
     end_datalist(document);
-    replace_published(document, names);
-    return 1;
-}
-
-/// The same, linked for the web server.
-template <class Sample, int32_t slots, class Elements>
-int write_snapshot(const metric_series<Sample, slots>& series, const monitor_description& about,
-                   const document_names& names, Elements elements) {
-    if (write_unlinked_snapshot(series, about.span, names, elements) == 0) {
-        return 0;
-    }
-    link_published(about.source, names.writer, names.published, names.link);
+    publish(document, names, about.source);
     return 1;
 }
 
@@ -161,13 +148,12 @@ constexpr bool hour_due(int32_t time, int32_t last) {
 }
 
 /// Averages what came into the finer series since the last roll-up, and notes the roll-up in the coarser series.
-/// Returns false with a message, the coarser series unchanged, when there was nothing.
+/// Returns false, the coarser series unchanged, when there was nothing.
 template <class Sample, int32_t slots>
 bool roll_up(Sample& average, const metric_series<Sample, slots>& finer, int32_t finer_end,
-             metric_series<Sample, slots>& coarser, const monitor_description& about) {
+             metric_series<Sample, slots>& coarser) {
     series_average(average, finer_end, coarser.roll_up_index, finer);
     if (average.time == 0) {
-        _msg(about.loop, __LINE__, "%s", about.source);
         return false;
     }
     coarser.roll_up_index = finer_end;
@@ -175,33 +161,37 @@ bool roll_up(Sample& average, const metric_series<Sample, slots>& finer, int32_t
     return true;
 }
 
-/// Keeps a sample, rolls up as far as it is due and publishes through `write(series, names)`: seconds and minutes while
-/// `watched`, hours always. `sample` is overwritten by the averages. Returns 0 when a roll-up found nothing, else 1.
+/// Keeps a sample, rolls up as far as it is due and publishes through `write(id)`: seconds and minutes while `watched`,
+/// hours always. `sample` is overwritten by the averages. Returns 0 with a message when a roll-up found nothing,
+/// else 1.
 template <class Sample, int32_t slots, class Write>
 int metric_feed(metric_store<Sample, slots>& store, Sample& sample, bool watched, const monitor_description& about,
                 Write write) {
-    const int32_t sec_end = series_push(sample, store.sec);
+    auto& [seconds, minutes, hours] = store.series;
+    const int32_t sec_end = series_push(sample, seconds);
     if (watched) {
-        write(store.sec, about.sec);
+        write(sec);
     }
-    if (!minute_due(sample.time, store.min.last_roll_up)) {
+    if (!minute_due(sample.time, minutes.last_roll_up)) {
         return 1;
     }
-    if (!roll_up(sample, store.sec, sec_end, store.min, about)) {
+    if (!roll_up(sample, seconds, sec_end, minutes)) {
+        _msg(about.loop, __LINE__, "%s", about.source);
         return 0;
     }
-    const int32_t min_end = series_push(sample, store.min);
+    const int32_t min_end = series_push(sample, minutes);
     if (watched) {
-        write(store.min, about.min);
+        write(min);
     }
-    if (!hour_due(sample.time, store.hour.last_roll_up)) {
+    if (!hour_due(sample.time, hours.last_roll_up)) {
         return 1;
     }
-    if (!roll_up(sample, store.min, min_end, store.hour, about)) {
+    if (!roll_up(sample, minutes, min_end, hours)) {
+        _msg(about.loop, __LINE__, "%s", about.source);
         return 0;
     }
-    series_push(sample, store.hour);
-    write(store.hour, about.hour);
+    series_push(sample, hours);
+    write(hour);
     return 1;
 }
 

@@ -1,15 +1,20 @@
 // Wi-Fi traffic of one band: the bytes that its up to eight virtual access points (VAPs) have sent and received, as the
 // kernel counts them. csman names the band's main interface, which tells whether the band's VAPs are ra0 to ra7 or rai0
-// to rai7; until it does, the band records nothing. Two instances, one for each band; a description and a `wifi_band`
-// are all that differs.
+// to rai7; until it does, the band records nothing. Two instances, one for each band; a `wifi_band`
+// is all that differs.
 #ifndef MONITORS_WIFI_TRAFFIC_H
 #define MONITORS_WIFI_TRAFFIC_H
 
-#include "monitors/metric_callbacks.h"
+#include "base/wall_clock.h"
+#include "monitors/framed_monitor.h"
 #include "monitors/metric_export.h"
+#include "monitors/traffic_counters.h"
 #include "platform/csman.h"
+#include "probes/dashboard_netdev.h"
 
+#include <cstdint>
 #include <cstdio>
+#include <cstring>
 
 namespace dashboard {
 
@@ -36,16 +41,24 @@ struct wifi_store {
     metric_store<wifi_sample> history;
 };
 
-/// What tells one band from the other, beside its description.
+constexpr char wifi_export_header[] = "count,index,tx,rx,txrx\n";
+
+/// The item that names a band's main interface.
+struct main_interface_csid {
+    uint32_t id;
+};
+
+/// What tells one band from the other.
 struct wifi_band {
-    export_names exports[3];
-    uint32_t main_interface_csid;
+    const monitor_description& about;
+    export_description exports;
+    main_interface_csid main_interface;
     void (*add_totals)(wifi_sample& sample, const netdev_entry& entry);
     void (*elements)(metric_document& document, const wifi_sample& sample);
 };
 
 /// One band's module.
-template <const monitor_description& about, const wifi_band& band>
+template <const wifi_band& band>
 class wifi_traffic {
 public:
     /// Lets a band whose main interface was not known yet begin without a restart.
@@ -60,7 +73,7 @@ public:
     }
 
     static int data_export(int /*handle*/, const int32_t* selector) {
-        return export_history(store, selector, band.exports, about.source, rows);
+        return export_series(store, selector, band.exports, rows);
     }
 
 private:
@@ -72,7 +85,7 @@ private:
     inline static char pattern[pattern_size] = {}; // how the band's VAPs are named; empty while not known
 
     static void resolve_pattern(int handle) {
-        read_csman(handle, band.main_interface_csid, pattern, pattern_size, csman_type_string);
+        read_csman(handle, band.main_interface.id, pattern, pattern_size, csman_type_string);
         if (strncmp(pattern, "ra0", pattern_size) == 0) {
             memcpy(pattern, ra_pattern, sizeof ra_pattern);
         } else if (strncmp(pattern, "rai0", pattern_size) == 0) {
@@ -126,21 +139,15 @@ private:
         return found;
     }
 
-    static void rows(metric_document& document, int32_t count, const wifi_sample& sample, const wifi_sample& previous) {
+    static void rows(metric_document& document, int32_t k, const wifi_sample& sample, const wifi_sample& previous) {
         for (int32_t slot = 0; slot < vap_slots; ++slot) {
-            difference_row(document, count, slot, sample.vap, previous.vap);
+            difference_row(document, k, slot, sample.vap, previous.vap);
         }
     }
 
-    static int write_series(const metric_series<wifi_sample>& series, const document_names& names) {
-        return write_snapshot(series, about, names, band.elements);
-    }
-
-    using callbacks = store_callbacks<store, about, write_series>;
-
 public:
-    static constexpr monitor_cb monitor = callbacks::table(
-        callbacks::template init<set_up>, check, callbacks::template loop<get_wifi_traffic_item>, data_export);
+    static constexpr monitor_cb monitor =
+        framed_monitor<store, band.about, set_up, get_wifi_traffic_item, band.elements>(check, data_export);
 };
 
 } // namespace dashboard

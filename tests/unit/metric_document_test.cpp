@@ -35,7 +35,7 @@ protected:
         for (const std::string& line : lines) {
             document_printf(document, "%s", line.c_str());
         }
-        replace_published(document, names);
+        publish(document, names, "dashboard_some");
     }
 
     listening_world world;
@@ -57,7 +57,7 @@ TEST_F(Document, EmptyListIsItsHeaderAndTheTwoTags) {
     ASSERT_TRUE(open_document(document, names));
     begin_datalist(document);
     end_datalist(document);
-    replace_published(document, names);
+    publish(document, names, "dashboard_some");
     EXPECT_EQ(world.read(final_file), "<?xml version=\"1.0\" ?>\n"
                                       "<datalist>\n"
                                       "</datalist>\n");
@@ -70,7 +70,7 @@ TEST_F(Document, StandsUnderItsTemporaryNameUntilItIsWhole) {
     document_text(document, "new\n");
     EXPECT_EQ(world.read(final_file), "the old one\n");
     EXPECT_TRUE(world.exists(temporary));
-    replace_published(document, names);
+    publish(document, names, "dashboard_some");
     EXPECT_EQ(world.read(final_file), "new\n");
     EXPECT_THAT(world.list("/tmp/dashboard"), ElementsAre("some_sec_0.xml"));
 }
@@ -87,7 +87,7 @@ TEST_F(Document, DescriptorIsClosedAndNotInheritedByTools) {
     ASSERT_TRUE(open_document(document, names));
     EXPECT_EQ(fcntl(document.fd, F_GETFD) & FD_CLOEXEC, FD_CLOEXEC);
     EXPECT_EQ(fcntl(document.fd, F_GETFL) & O_ACCMODE, O_WRONLY);
-    replace_published(document, names);
+    publish(document, names, "dashboard_some");
     EXPECT_EQ(open_descriptors(), before);
 }
 
@@ -182,7 +182,7 @@ TEST_F(Document, FixedTextMayHoldPercentSigns) {
     metric_document document;
     ASSERT_TRUE(open_document(document, names));
     document_text(document, "100%s\n");
-    replace_published(document, names);
+    publish(document, names, "dashboard_some");
     EXPECT_EQ(world.read(final_file), "100%s\n");
 }
 
@@ -197,7 +197,6 @@ TEST_F(Document, FailedRemoveOrRenameIsPassedOver) {
 
 TEST_F(Document, IsLinkedThroughTheRunnerInTheCallersName) {
     write_document({"x\n"});
-    link_published("dashboard_some", "xml_some_sec", final_file, link_path);
     const std::vector<runner_command> commands = world.commands();
     ASSERT_EQ(commands.size(), 1u);
     EXPECT_EQ(commands[0].pid, getpid());
@@ -208,10 +207,18 @@ TEST_F(Document, IsLinkedThroughTheRunnerInTheCallersName) {
     EXPECT_EQ(world.link_target(link_path), final_file);
 }
 
+TEST_F(Document, LinkLeadsElsewhereWhereItsRowSaysSo) {
+    constexpr document_names astray = {"xml_some_sec", temporary, final_file, link_path, temporary};
+    metric_document document;
+    ASSERT_TRUE(open_document(document, astray));
+    publish(document, astray, "dashboard_some");
+    ASSERT_EQ(world.commands().size(), 1u);
+    EXPECT_EQ(world.commands()[0].command, "ln -sf /tmp/dashboard/some_sec_tmp.xml /usr/www/some_sec_0.xml");
+}
+
 TEST_F(Document, IsLinkedOnce) {
     for (int i = 0; i < 3; ++i) {
         write_document({"x\n"});
-        link_published("dashboard_some", "xml_some_sec", final_file, link_path);
     }
     EXPECT_EQ(world.commands().size(), 1u);
 }
@@ -219,7 +226,6 @@ TEST_F(Document, IsLinkedOnce) {
 TEST_F(Document, LinkThatPointsNowhereIsMadeAgain) {
     world.link("/tmp/dashboard/gone", link_path);
     write_document({"x\n"});
-    link_published("dashboard_some", "xml_some_sec", final_file, link_path);
     EXPECT_EQ(world.commands().size(), 1u);
     EXPECT_EQ(world.link_target(link_path), final_file);
 }
@@ -227,7 +233,6 @@ TEST_F(Document, LinkThatPointsNowhereIsMadeAgain) {
 TEST_F(Document, WhateverElseStandsInTheLinksPlaceIsLeftThere) {
     world.file(link_path, "somebody's own");
     write_document({"x\n"});
-    link_published("dashboard_some", "xml_some_sec", final_file, link_path);
     EXPECT_THAT(world.commands(), IsEmpty());
     EXPECT_EQ(world.read(link_path), "somebody's own");
 }

@@ -20,14 +20,28 @@ struct two_counters {
     traffic_counters<2> bytes;
 };
 
-constexpr export_names names = {"data_export_some_sec", "/tmp/dashboard/some_sec_0_tmp", "/tmp/dashboard/some_sec_0",
-                                "/usr/www/some_sec_0"};
+struct two_counters_store {
+    metric_store<two_counters> history;
+};
+
+constexpr document_names bases_of_sec = {"data_export_some_sec", "/tmp/dashboard/some_sec_0_tmp",
+                                         "/tmp/dashboard/some_sec_0", "/usr/www/some_sec_0"};
+constexpr export_description some = {
+    "dashboard_some",
+    "count,index,tx,rx,txrx\n",
+    fewest_samples{2},
+    {
+        bases_of_sec,
+        {"data_export_some_min", "/tmp/dashboard/some_min_tmp", "/tmp/dashboard/some_min", "/usr/www/some_min"},
+        {"data_export_some_hour", "/tmp/dashboard/some_hour_tmp", "/tmp/dashboard/some_hour", "/usr/www/some_hour"},
+    },
+};
 constexpr char temporary[] = "/tmp/dashboard/some_sec_0_tmp.csv";
 constexpr char final_file[] = "/tmp/dashboard/some_sec_0.csv";
 
-void both_rows(metric_document& document, int32_t count, const two_counters& sample, const two_counters& previous) {
-    difference_row(document, count, 0, sample.bytes, previous.bytes);
-    difference_row(document, count, 1, sample.bytes, previous.bytes);
+void both_rows(metric_document& document, int32_t k, const two_counters& sample, const two_counters& previous) {
+    difference_row(document, k, 0, sample.bytes, previous.bytes);
+    difference_row(document, k, 1, sample.bytes, previous.bytes);
 }
 
 class Export : public ::testing::Test {
@@ -43,7 +57,7 @@ protected:
             push(i * i, 3 * i);
         }
     }
-    int write() { return export_differences(series, "dashboard_some", names, both_rows); }
+    int write(int32_t selector = sec) { return export_series(&store, &selector, some, both_rows); }
 
     // The rows of the differences from push `first` on, up to `last`.
     static std::string golden_squares(unsigned first, unsigned last) {
@@ -57,7 +71,8 @@ protected:
     }
 
     listening_world world;
-    metric_series<two_counters> series{};
+    two_counters_store store{};
+    metric_series<two_counters>& series = store.history.series[sec];
 };
 
 TEST_F(Export, ListsTheBytesOfEveryIntervalPerEntity) {
@@ -145,41 +160,40 @@ TEST_F(Export, StaleTemporaryFileKeepsItsTail) {
     EXPECT_EQ(world.read(final_file), fresh + std::string(60 - fresh.size(), '~'));
 }
 
-TEST(ExportPaths, AppendTheSuffixWithin255Characters) {
-    const export_paths paths(names);
+TEST(CsvNames, AppendTheSuffixWithin255Characters) {
+    const csv_names paths(bases_of_sec);
     EXPECT_STREQ(paths.temporary, temporary);
     EXPECT_STREQ(paths.published, final_file);
     EXPECT_STREQ(paths.link, "/usr/www/some_sec_0.csv");
     const std::string long_base(253, 'x');
-    const export_paths cut({"", long_base.c_str(), long_base.c_str(), long_base.c_str()});
+    const csv_names cut({"", long_base.c_str(), long_base.c_str(), long_base.c_str()});
     EXPECT_EQ(std::string(cut.temporary), long_base + ".c");
 }
 
-struct store_of_three {
-    struct {
-        int sec, min, hour;
-    } history;
-};
+TEST_F(Export, SelectorPicksSeriesAndNamesAndNothingElse) {
+    for (const series_id id : {sec, min, hour}) {
+        for (unsigned i = 0; i < id + 2u; ++i) {
+            series_push(two_counters{1, {{i, 5}, {i, 5}, {i, 10}}}, store.history.series[id]);
+        }
+    }
+    const std::string header = "count,index,tx,rx,txrx\n";
+    EXPECT_EQ(write(sec), 1);
+    EXPECT_EQ(world.read(final_file), header + "1,1,1,1,1\n1,2,0,0,0\n");
+    EXPECT_EQ(write(min), 1);
+    EXPECT_EQ(world.read("/tmp/dashboard/some_min.csv"), header + "1,1,1,1,1\n1,2,0,0,0\n2,1,1,1,1\n2,2,0,0,0\n");
+    EXPECT_EQ(write(hour), 1);
+    EXPECT_THAT(world.list("/tmp/dashboard"), ElementsAre("some_hour.csv", "some_min.csv", "some_sec_0.csv"));
+}
 
-TEST(SelectExport, PicksSeriesAndNamesAndNothingElse) {
-    const store_of_three store{{10, 11, 12}};
-    const export_names three[3] = {{"sec", "", "", ""}, {"min", "", "", ""}, {"hour", "", "", ""}};
-    std::string picked;
-    const auto note = [&](int series, const export_names& one) {
-        picked += std::to_string(series) + one.exporter + " ";
-        return 1;
-    };
-    for (const int32_t selector : {0, 1, 2}) {
-        EXPECT_EQ(select_export(&store, &selector, three, note), 1) << selector;
-    }
-    EXPECT_EQ(picked, "10sec 11min 12hour ");
+TEST_F(Export, WithoutAStoreOrForAnyOtherSelectorDoesNothing) {
+    push_squares(2);
     for (const int32_t selector : {3, -1, INT_MAX, INT_MIN}) {
-        EXPECT_EQ(select_export(&store, &selector, three, note), 0) << selector;
+        EXPECT_EQ(write(selector), 0) << selector;
     }
-    const int32_t sec = 0;
-    EXPECT_EQ(select_export(&store, nullptr, three, note), 0);
-    EXPECT_EQ(select_export(static_cast<const store_of_three*>(nullptr), &sec, three, note), 0);
-    EXPECT_EQ(picked, "10sec 11min 12hour ");
+    const int32_t first = sec;
+    EXPECT_EQ(export_series(&store, nullptr, some, both_rows), 0);
+    EXPECT_EQ(export_series(static_cast<const two_counters_store*>(nullptr), &first, some, both_rows), 0);
+    EXPECT_THAT(world.list("/tmp/dashboard"), IsEmpty());
 }
 
 } // namespace

@@ -21,11 +21,9 @@ constexpr monitor_description description_of_span(int32_t span) {
     return {"dashboard_number",
             "number_init",
             "number_loop",
-            span,
-            42,
-            {"xml_number_sec", "/tmp/dashboard/number_sec_tmp.xml", final_file, "/usr/www/number_sec_0.xml"},
-            {},
-            {},
+            xml_span{span},
+            start_marker{42},
+            {{"xml_number_sec", "/tmp/dashboard/number_sec_tmp.xml", final_file, "/usr/www/number_sec_0.xml"}},
             "",
             ""};
 }
@@ -36,7 +34,7 @@ protected:
 
     int write(int32_t span) {
         const monitor_description about = description_of_span(span);
-        return write_snapshot(series, about, about.sec, [](metric_document& document, const number& sample) {
+        return write_snapshot(series, about, about.documents[sec], [](metric_document& document, const number& sample) {
             document_printf(document, "    <value>%d</value>\n", sample.value);
         });
     }

@@ -30,11 +30,13 @@ constexpr monitor_description about = {
     "dashboard_number",
     "number_init",
     "number_loop",
-    60,
-    42,
-    {"xml_number_sec", "", "", ""},
-    {"xml_number_min", "", "", ""},
-    {"xml_number_hour", "", "", ""},
+    xml_span{60},
+    start_marker{42},
+    {
+        {"xml_number_sec", "", "", ""},
+        {"xml_number_min", "", "", ""},
+        {"xml_number_hour", "", "", ""},
+    },
     "",
     "",
 };
@@ -42,12 +44,12 @@ constexpr monitor_description about = {
 // A history that began at `start`. What its frame writes is written down by the writer's name and the samples held.
 class Frame : public ::testing::Test {
 protected:
-    Frame() { start_series(store); }
+    Frame() { start_series(store, start); }
 
     auto writer() {
-        return [this](const metric_series<number>& series, const document_names& names) {
-            written.push_back(std::string(names.writer) + " of " + std::to_string(series_count(series)));
-            return 0;
+        return [this](series_id id) {
+            written.push_back(std::string(about.documents[id].writer) + " of " +
+                              std::to_string(series_count(store.series[id])));
         };
     }
 
@@ -67,9 +69,9 @@ protected:
 };
 
 TEST_F(Frame, BeginsWithAllThreeSeriesRolledUpNow) {
-    EXPECT_EQ(store.sec.last_roll_up, start);
-    EXPECT_EQ(store.min.last_roll_up, start);
-    EXPECT_EQ(store.hour.last_roll_up, start);
+    EXPECT_EQ(store.series[sec].last_roll_up, start);
+    EXPECT_EQ(store.series[min].last_roll_up, start);
+    EXPECT_EQ(store.series[hour].last_roll_up, start);
 }
 
 struct distance {
@@ -85,9 +87,9 @@ class MinuteTolerance : public Frame, public ::testing::WithParamInterface<dista
 
 TEST_P(MinuteTolerance, DecidesWhetherASampleEndsAMinute) {
     EXPECT_EQ(feed(start + GetParam().seconds, 5), 1);
-    EXPECT_EQ(series_count(store.min), GetParam().due ? 1 : 0);
-    EXPECT_EQ(store.min.last_roll_up, GetParam().due ? start + GetParam().seconds : start);
-    EXPECT_EQ(store.min.roll_up_index, GetParam().due ? 1 : 0);
+    EXPECT_EQ(series_count(store.series[min]), GetParam().due ? 1 : 0);
+    EXPECT_EQ(store.series[min].last_roll_up, GetParam().due ? start + GetParam().seconds : start);
+    EXPECT_EQ(store.series[min].roll_up_index, GetParam().due ? 1 : 0);
 }
 
 INSTANTIATE_TEST_SUITE_P(Seconds, MinuteTolerance,
@@ -100,12 +102,12 @@ INSTANTIATE_TEST_SUITE_P(Seconds, MinuteTolerance,
 class HourTolerance : public Frame, public ::testing::WithParamInterface<distance> {};
 
 TEST_P(HourTolerance, DecidesWhetherAMinuteEndsAnHour) {
-    store.hour.last_roll_up = static_cast<int32_t>(start + 60 - GetParam().seconds);
+    store.series[hour].last_roll_up = static_cast<int32_t>(start + 60 - GetParam().seconds);
     EXPECT_EQ(feed(start + 60, 5), 1);
-    ASSERT_EQ(series_count(store.min), 1);
-    EXPECT_EQ(series_count(store.hour), GetParam().due ? 1 : 0);
-    EXPECT_EQ(store.hour.last_roll_up, GetParam().due ? start + 60 : start + 60 - GetParam().seconds);
-    EXPECT_EQ(store.hour.roll_up_index, GetParam().due ? 1 : 0);
+    ASSERT_EQ(series_count(store.series[min]), 1);
+    EXPECT_EQ(series_count(store.series[hour]), GetParam().due ? 1 : 0);
+    EXPECT_EQ(store.series[hour].last_roll_up, GetParam().due ? start + 60 : start + 60 - GetParam().seconds);
+    EXPECT_EQ(store.series[hour].roll_up_index, GetParam().due ? 1 : 0);
     EXPECT_EQ(written.size(), GetParam().due ? 1u : 0u);
 }
 
@@ -129,25 +131,25 @@ TEST_F(Frame, AMinuteAveragesWhatCameSinceTheLastOne) {
     for (unsigned i = 0; i <= 120; ++i) {
         ASSERT_EQ(feed(start + i, i), 1);
     }
-    ASSERT_EQ(series_count(store.min), 2);
-    EXPECT_EQ(series_get(0, store.min)->value, 30u) << "0 to 60";
-    EXPECT_EQ(series_get(0, store.min)->time, start + 60);
+    ASSERT_EQ(series_count(store.series[min]), 2);
+    EXPECT_EQ(series_get(0, store.series[min])->value, 30u) << "0 to 60";
+    EXPECT_EQ(series_get(0, store.series[min])->time, start + 60);
     // 121 samples have been pushed, 2 to 120 are held, positions 61..118 and 0 are averaged: 63..120 and 2.
-    EXPECT_EQ(series_get(1, store.min)->value, (58ull * (63 + 120) / 2 + 2) / 59);
-    EXPECT_EQ(store.min.roll_up_index, 1);
-    EXPECT_EQ(store.hour.roll_up_index, 0);
-    EXPECT_EQ(store.sec.roll_up_index, 0);
-    EXPECT_EQ(store.sec.last_roll_up, start);
+    EXPECT_EQ(series_get(1, store.series[min])->value, (58ull * (63 + 120) / 2 + 2) / 59);
+    EXPECT_EQ(store.series[min].roll_up_index, 1);
+    EXPECT_EQ(store.series[hour].roll_up_index, 0);
+    EXPECT_EQ(store.series[sec].roll_up_index, 0);
+    EXPECT_EQ(store.series[sec].last_roll_up, start);
 }
 
 TEST_F(Frame, RollUpTimesAreThoseOfTheAverageNotOfTheSample) {
     world.clock.set(start + 3602);
     number sample{static_cast<int32_t>(start + 60), 1}; // taken long before it was fed
     EXPECT_EQ(metric_feed(store, sample, false, about, writer()), 1);
-    EXPECT_EQ(store.min.last_roll_up, start + 3602);
-    EXPECT_EQ(store.hour.last_roll_up, start + 3602) << "due by the average's time";
-    EXPECT_EQ(newest(store.sec).time, start + 60);
-    EXPECT_EQ(newest(store.min).time, start + 3602);
+    EXPECT_EQ(store.series[min].last_roll_up, start + 3602);
+    EXPECT_EQ(store.series[hour].last_roll_up, start + 3602) << "due by the average's time";
+    EXPECT_EQ(newest(store.series[sec]).time, start + 60);
+    EXPECT_EQ(newest(store.series[min]).time, start + 3602);
 }
 
 TEST_F(Frame, AForwardJumpAveragesEverythingSinceTheLastRollUp) {
@@ -155,8 +157,8 @@ TEST_F(Frame, AForwardJumpAveragesEverythingSinceTheLastRollUp) {
         ASSERT_EQ(feed(start + i, 10 * i), 1);
     }
     EXPECT_EQ(feed(start + 86400, 60), 1);
-    EXPECT_EQ(newest(store.min).value, (0u + 10 + 20 + 30 + 40 + 60) / 6);
-    EXPECT_EQ(newest(store.hour).value, (0u + 10 + 20 + 30 + 40 + 60) / 6);
+    EXPECT_EQ(newest(store.series[min]).value, (0u + 10 + 20 + 30 + 40 + 60) / 6);
+    EXPECT_EQ(newest(store.series[hour]).value, (0u + 10 + 20 + 30 + 40 + 60) / 6);
 }
 
 TEST_F(Frame, SecondsAndMinutesAreWrittenWhileWatchedHoursAlways) {
@@ -179,50 +181,62 @@ TEST_F(Frame, AClockSetBackAMinuteAfterARollUpMeetsAnEmptyOneAndRecovers) {
         ASSERT_EQ(feed(start + i, i), 1);
     }
     const int64_t rolled_up = start + 60;
-    ASSERT_EQ(store.min.roll_up_index, 61);
+    ASSERT_EQ(store.series[min].roll_up_index, 61);
     for (unsigned i = 61; i < 61 + 119; ++i) {
         ASSERT_EQ(feed(rolled_up + i - 61 - 59, i), 1);
-        ASSERT_EQ(series_count(store.min), 1) << "within the tolerance";
+        ASSERT_EQ(series_count(store.series[min]), 1) << "within the tolerance";
     }
     EXPECT_EQ(feed(rolled_up + 60, 180), 0);
-    EXPECT_EQ(store.sec.end, 61) << "back at the roll-up index";
+    EXPECT_EQ(store.series[sec].end, 61) << "back at the roll-up index";
     EXPECT_THAT(world.messages(), ElementsAre("log[number_loop]: dashboard_number"));
-    EXPECT_EQ(series_count(store.min), 1);
-    EXPECT_EQ(store.min.last_roll_up, rolled_up);
-    EXPECT_EQ(store.min.roll_up_index, 61);
+    EXPECT_EQ(series_count(store.series[min]), 1);
+    EXPECT_EQ(store.series[min].last_roll_up, rolled_up);
+    EXPECT_EQ(store.series[min].roll_up_index, 61);
     EXPECT_EQ(feed(rolled_up + 61, 181), 1);
     EXPECT_THAT(world.messages(), IsEmpty());
-    ASSERT_EQ(series_count(store.min), 2);
-    EXPECT_EQ(newest(store.min).value, 63u + 61u) << "position 61 of 63..181";
-    EXPECT_EQ(store.min.last_roll_up, rolled_up + 61);
-    EXPECT_EQ(store.min.roll_up_index, 62);
+    ASSERT_EQ(series_count(store.series[min]), 2);
+    EXPECT_EQ(newest(store.series[min]).value, 63u + 61u) << "position 61 of 63..181";
+    EXPECT_EQ(store.series[min].last_roll_up, rolled_up + 61);
+    EXPECT_EQ(store.series[min].roll_up_index, 62);
 }
 
 TEST_F(Frame, AnEmptyHourLeavesTheHourAloneAndIsTriedAgainAMinuteLater) {
     for (unsigned i = 0; i < 119; ++i) {
         ASSERT_EQ(feed(start + (i % 2 == 0 ? 60 : 0), i), 1); // the clock is set to and fro, a minute each time
     }
-    ASSERT_EQ(series_count(store.min), 119);
-    ASSERT_EQ(series_count(store.hour), 0);
+    ASSERT_EQ(series_count(store.series[min]), 119);
+    ASSERT_EQ(series_count(store.series[hour]), 0);
     ASSERT_EQ(feed(start + 61, 6), 1); // position 119 alone would make an empty minute
     EXPECT_EQ(feed(start + 3660, 7, true), 0);
-    EXPECT_EQ(store.min.end, 0) << "back at the hour's roll-up index";
+    EXPECT_EQ(store.series[min].end, 0) << "back at the hour's roll-up index";
     EXPECT_THAT(world.messages(), ElementsAre("log[number_loop]: dashboard_number"));
     EXPECT_THAT(written, ElementsAre("xml_number_sec of 119", "xml_number_min of 119"));
-    EXPECT_EQ(store.hour.last_roll_up, start);
-    EXPECT_EQ(store.hour.roll_up_index, 0);
-    EXPECT_EQ(store.min.last_roll_up, start + 3660) << "the minute itself was in order";
-    const unsigned long long oldest_then = series_get(1, store.min)->value;
+    EXPECT_EQ(store.series[hour].last_roll_up, start);
+    EXPECT_EQ(store.series[hour].roll_up_index, 0);
+    EXPECT_EQ(store.series[min].last_roll_up, start + 3660) << "the minute itself was in order";
+    const unsigned long long oldest_then = series_get(1, store.series[min])->value;
     EXPECT_EQ(feed(start + 3720, 8), 1);
-    ASSERT_EQ(series_count(store.hour), 1);
-    EXPECT_EQ(newest(store.hour).value, oldest_then) << "the single position 0";
-    EXPECT_EQ(store.hour.roll_up_index, 1);
+    ASSERT_EQ(series_count(store.series[hour]), 1);
+    EXPECT_EQ(newest(store.series[hour]).value, oldest_then) << "the single position 0";
+    EXPECT_EQ(store.series[hour].roll_up_index, 1);
+}
+
+TEST_F(Frame, AnEmptyMinuteAndAnEmptyHourSpeakFromDifferentLines) {
+    for (unsigned i = 0; i < 119; ++i) {
+        ASSERT_EQ(feed(start + (i % 2 == 0 ? 60 : 0), i), 1);
+    }
+    ASSERT_EQ(feed(start + 61, 6), 1);
+    ASSERT_EQ(feed(start + 3660, 7), 0) << "an empty hour";
+    ASSERT_EQ(feed(0, 5), 0) << "an empty minute";
+    const std::vector<std::string> lines = world.syslog_lines();
+    ASSERT_EQ(lines.size(), 2u);
+    EXPECT_NE(lines[0], lines[1]) << "they differ by nothing but the number of the source line";
 }
 
 TEST_F(Frame, AnAverageTakenInSecondZeroCountsAsEmpty) {
     EXPECT_EQ(feed(0, 5), 0);
     EXPECT_THAT(world.messages(), ElementsAre("log[number_loop]: dashboard_number"));
-    EXPECT_EQ(series_count(store.min), 0);
+    EXPECT_EQ(series_count(store.series[min]), 0);
 }
 
 // Compares a series with its model, sample by sample.
@@ -252,9 +266,9 @@ TEST_F(Frame, AgreesWithThePlainModelWhateverTheClockDoes) {
         ASSERT_EQ(feed(second, sample.value[0]), expected) << "step " << i;
         empty += expected == 0 ? 1 : 0;
         if (i % 50 == 0 || expected == 0) {
-            expect_same(store.sec, model.sec);
-            expect_same(store.min, model.min);
-            expect_same(store.hour, model.hour);
+            expect_same(store.series[sec], model.sec);
+            expect_same(store.series[min], model.min);
+            expect_same(store.series[hour], model.hour);
         }
     }
     EXPECT_GT(model.hour.held.size(), 20u);
