@@ -1,16 +1,14 @@
 #include "platform/host/csman_store.h"
 
+#include "platform/host/csman_temporary.h"
 #include "platform/host/csman_text.h"
 
-#include <atomic>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
-#include <sys/syscall.h>
 #include <unistd.h>
 
 namespace dashboard {
@@ -20,33 +18,9 @@ namespace {
 constexpr char default_path[] = "/run/csman";
 constexpr mode_t directory_mode = 02770;
 
-/// A temporary file: this, the csid's name, the writer's pid and a number of its own, as in ".tmp-0x00150785-123-4".
-constexpr char temporary_prefix[] = ".tmp-";
-constexpr size_t temporary_name_size = 48;
-
 /// More than the names a process could find taken: a leftover of an earlier process with its pid, or a sweep that
 /// caught the new file before it was locked.
 constexpr int write_attempts = 100;
-
-std::atomic<uint32_t> next_temporary{0};
-
-/// What the kernel's directory call returns; the C library's readdir would need the heap.
-struct directory_entry {
-    uint64_t inode;
-    int64_t offset;
-    uint16_t size;
-    uint8_t type;
-    char name[1];
-};
-constexpr size_t entry_header = offsetof(directory_entry, name);
-
-int open_at(int directory, const char* name, int flags, mode_t mode = 0) {
-    int fd;
-    do {
-        fd = openat(directory, name, flags | O_CLOEXEC | O_NOFOLLOW | O_NOCTTY | O_NONBLOCK, mode);
-    } while (fd < 0 && errno == EINTR);
-    return fd < 0 ? -errno : fd;
-}
 
 /// The path may lead through links (/var/run is one); nobody but the system's owner can plant those.
 int open_directory(const char* path) {
@@ -55,59 +29,6 @@ int open_directory(const char* path) {
         fd = open(path, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     } while (fd < 0 && errno == EINTR);
     return fd < 0 ? -errno : fd;
-}
-
-bool is_temporary(const char* name) {
-    return strncmp(name, temporary_prefix, strlen(temporary_prefix)) == 0;
-}
-
-/// A writer holds a lock on its temporary file for as long as it lives, so a file that can be locked has lost its
-/// writer: a pid would not tell, since it may be another process's by now or belong to another container. A writer that
-/// has not come to locking its new file yet notices the loss and starts again.
-void sweep_temporary(int store, const char* name) {
-    const int fd = open_at(store, name, O_RDONLY);
-    if (fd < 0) {
-        return;
-    }
-    struct stat status;
-    if (fstat(fd, &status) == 0 && S_ISREG(status.st_mode) && flock(fd, LOCK_EX | LOCK_NB) == 0) {
-        unlinkat(store, name, 0);
-    }
-    close(fd);
-}
-
-void sweep(int store) {
-    alignas(directory_entry) char buffer[4096];
-    for (;;) {
-        const long filled = syscall(SYS_getdents64, store, buffer, sizeof buffer);
-        if (filled <= 0) {
-            return;
-        }
-        uint16_t size = 0;
-        for (long at = 0; at < filled; at += size) {
-            memcpy(&size, buffer + at + offsetof(directory_entry, size), sizeof size);
-            const char* name = buffer + at + entry_header;
-            if (is_temporary(name)) {
-                sweep_temporary(store, name);
-            }
-        }
-    }
-}
-
-size_t append(char* out, size_t at, const char* text) {
-    const size_t length = strlen(text);
-    memcpy(out + at, text, length);
-    return at + length;
-}
-
-void temporary_name(const char* item_name, char (&name)[temporary_name_size]) {
-    size_t at = append(name, 0, temporary_prefix);
-    at = append(name, at, item_name);
-    name[at++] = '-';
-    at += format_decimal(getpid(), name + at);
-    name[at++] = '-';
-    at += format_decimal(next_temporary.fetch_add(1, std::memory_order_relaxed), name + at);
-    name[at] = '\0';
 }
 
 int write_all(int fd, const char* text, size_t length) {
@@ -222,7 +143,7 @@ int store_open(const char* path) {
         }
     }
     if (store >= 0) {
-        sweep(store);
+        remove_orphans(store);
     }
     return store;
 }
