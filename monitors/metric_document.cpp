@@ -1,5 +1,6 @@
 #include "monitors/metric_document.h"
 
+#include "base/portability.h"
 #include "platform/utils.h"
 #include "probes/dashboard_sysinfo.h"
 
@@ -151,7 +152,7 @@ bool open_document(metric_document& document, const document_names& names) {
     // Not blocking: a pipe that somebody planted there must not hold us up. A regular file does not care.
     document.fd = open(names.temporary, O_WRONLY | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0644);
     if (document.fd < 0) {
-        report_open_failure(names, strerror(errno));
+        report_open_failure(names, error_text(errno).words);
         return false;
     }
     return true;

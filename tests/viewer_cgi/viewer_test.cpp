@@ -1,6 +1,7 @@
 // The page's program as a web server runs it: environment and body in, status and JSON out, and what it leaves in the
 // store.
 #include "platform/csman.h"
+#include "tests/support/tested_programs.h"
 #include "viewer/cgi/viewer_request.h"
 
 #include "host_fixture.h"
@@ -35,7 +36,7 @@ class viewer_test : public host_test {
 protected:
     viewer_test() {
         program = VIEWER_EXECUTABLE;
-        setenv("LD_LIBRARY_PATH", CSMAN_FOLDER, 1);
+        setenv("LD_LIBRARY_PATH", tested_file(CSMAN_FOLDER).c_str(), 1);
         setenv("TZ", "UTC-2", 1);
         for (const auto& [name, value] : good_request) {
             setenv(name.c_str(), value.c_str(), 1);
