@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -19,6 +20,15 @@ size_t make_room(text_source& source) {
         source.end = source.buffer + held;
     }
     return text_source::capacity - static_cast<size_t>(source.end - source.buffer);
+}
+
+constexpr int patience = 1000;      // ms
+constexpr ssize_t much_text = 4096; // at once
+
+/// Sleeps until the other end of the pipe is closed, but no longer than patience lasts.
+void await_end(int fd) {
+    pollfd end{fd, 0, 0}; // a pipe's end is told unasked
+    poll(&end, 1, patience);
 }
 
 void drop_rest_of_line(text_source& source) {
@@ -44,6 +54,9 @@ bool text_cursor::refill() {
         return false;
     }
     char* const place = further->buffer + (end - further->buffer);
+    if (further->patient) {
+        await_end(further->fd);
+    }
     ssize_t got = 0;
     do {
         got = read(further->fd, place, room);
@@ -51,6 +64,7 @@ bool text_cursor::refill() {
     if (got <= 0) {
         return false;
     }
+    further->patient = further->patient && got < much_text;
     end += got;
     place[got] = '\0';
     return true;

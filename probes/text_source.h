@@ -42,6 +42,9 @@ struct text_source : text_cursor {
 
     int fd;
     bool in_cut_line = false; // the rest of a line that did not fit is still to be dropped
+    /// Of a pipe: read when its writer has ended, or has had a second's time, rather than with every line it writes. A
+    /// writer that turns out to have much to say is read as it writes.
+    bool patient = false;
     /// Left as it comes: pages that no line reaches are never touched.
     char buffer[capacity + 1];
 
