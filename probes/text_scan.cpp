@@ -30,8 +30,8 @@ void skip_digits(text_cursor& text) {
 }
 
 // So many digits are not too large, whatever they are. In 32 bits the router is done with one three times as fast.
-constexpr int short_digits = std::numeric_limits<uint32_t>::digits10;
-constexpr int safe_digits = std::numeric_limits<unsigned long long>::digits10;
+constexpr ptrdiff_t short_digits = std::numeric_limits<uint32_t>::digits10;
+constexpr ptrdiff_t safe_digits = std::numeric_limits<unsigned long long>::digits10;
 
 /// For a number that may go on behind what is in memory, or be too large.
 void scan_with_care(text_cursor& text, scanned_number& number) {
@@ -68,19 +68,20 @@ scanned_number scan_number(text_cursor& text) {
         }
     }
     number.found = true;
-    const char* at = text.at;
+    const char* const digits = text.at;
+    ptrdiff_t length = 0;
     uint32_t front = 0;
-    for (; is_digit(*at) && at - text.at < short_digits; ++at) {
-        front = front * 10 + static_cast<uint32_t>(*at - '0');
+    for (; is_digit(digits[length]) && length != short_digits; ++length) {
+        front = front * 10 + static_cast<uint32_t>(digits[length] - '0');
     }
     number.magnitude = front;
-    for (; is_digit(*at); ++at) {
-        number.magnitude = number.magnitude * 10 + static_cast<uint32_t>(*at - '0');
+    for (; is_digit(digits[length]); ++length) {
+        number.magnitude = number.magnitude * 10 + static_cast<uint32_t>(digits[length] - '0');
     }
-    if (at == text.end || at - text.at > safe_digits) {
+    if (digits + length == text.end || length > safe_digits) {
         scan_with_care(text, number);
     } else {
-        text.at = at;
+        text.at = digits + length;
     }
     return number;
 }
