@@ -14,9 +14,9 @@ namespace {
 
 constexpr useconds_t poll_interval = 500; // microseconds
 constexpr long second_ns = 1'000'000'000;
-constexpr long longest_slack = 100'000'000;           // ns
-constexpr long longest_turn_delay = 20'000'000;       // ns: two of the longest ticks that coarse clocks go by
-constexpr long turn_guard = 2 * poll_interval * 1000; // ns that stay free of slack before `time` turns
+constexpr long longest_slack = 100'000'000;     // ns
+constexpr long longest_turn_delay = 20'000'000; // ns: two of the longest ticks that coarse clocks go by
+constexpr long turn_guard = 1'000'000;          // ns, two polls, that stay free of slack before `time` turns
 
 void set_slack(second_watch& watch, unsigned long slack) {
     if (slack == watch.slack) {
