@@ -1,0 +1,47 @@
+// The note line: what happened, one sentence at a time, spoken to those who cannot see it, at most one in five seconds.
+// Earlier ones are kept in a list that can be opened.
+
+import { el, set_text } from './dom.js';
+
+const distance = 5000;
+const kept = 30;
+
+// `line` is the live region, `list` the list, `count` the text that opens it.
+export function make_notes(line, list, count) {
+    const waiting = [];
+    const said = new Map();
+    let last = -Infinity;
+    let timer = 0;
+    let total = 0;
+
+    function show() {
+        timer = 0;
+        const note = waiting.shift();
+        if (!note) return;
+        last = performance.now();
+        line.replaceChildren(note.text, note.command ? ' ' : '', note.command ? el('code', {}, note.command) : '');
+        if (waiting.length > 0) timer = setTimeout(show, distance);
+    }
+
+    return {
+        // Says a note; `about` names what it is about: a newer one of the same takes the place of one that waits, and a
+        // text that was said of it last is not said again.
+        say(about, { text, command = null }, time = '') {
+            if (said.get(about) === text) return;
+            said.set(about, text);
+            total++;
+            set_text(count, `${total} ${total === 1 ? 'note' : 'notes'}`);
+            list.prepend(el('li', {}, time ? `${time}  ` : '', text, command ? ' ' : '', command ? el('code', {}, command) : ''));
+            while (list.children.length > kept) list.lastElementChild.remove();
+            const at = waiting.findIndex((note) => note.about === about);
+            if (at >= 0) waiting.splice(at, 1);
+            waiting.push({ about, text, command });
+            if (waiting.length > 8) waiting.shift();
+            const left = last + distance - performance.now();
+            if (timer === 0) timer = setTimeout(show, Math.max(0, left));
+        },
+        // What was said of this no longer holds: it may be said again.
+        forget: (about) => said.delete(about),
+    };
+}
+

@@ -1,0 +1,54 @@
+// From kept samples to what a chart draws: applies the rate rules to the elements that a line is made of. No document
+// object model.
+//
+// A line (see catalogue.js) has { elements, ceiling } when it counts bytes, or { element, range } when it is a gauge.
+// The result of points_of() is one { x, y, why } a line, all of the same `x`.
+
+import { coarse_rates, gauges, second_rates, sum, timeline } from './rates.js';
+import { counter, gauge } from './parse.js';
+
+const period = { minutes: 60, hours: 3600 };
+
+// The counter of a sample; each is read from its text once.
+function counter_of(sample, element) {
+    sample.counters ??= new Map();
+    let value = sample.counters.get(element);
+    if (value === undefined) {
+        value = counter(sample.values.get(element));
+        sample.counters.set(element, value);
+    }
+    return value;
+}
+
+export function make_points(samples, series) {
+    const times = samples.map((sample) => sample.time);
+    const line = series === 'seconds' ? timeline(times) : null;
+
+    function rates(element, ceiling) {
+        const counters = samples.map((sample) => counter_of(sample, element));
+        return line ? second_rates(line, times, counters, ceiling) : coarse_rates(times, counters, period[series], ceiling);
+    }
+
+    return {
+        of({ elements, ceiling, element, range }) {
+            if (elements) return sum(elements.map((one) => rates(one, ceiling)));
+            const values = samples.map((sample) => gauge(sample.values.get(element), range[0], range[1]));
+            return gauges(times, values, line ? 3 : period[series] * 1.5);
+        },
+    };
+}
+
+// The stretch of time that a chart shows, [from, to]: as long as the document's span at first, then in few steps up to
+// what is kept, so that curves move and do not stretch.
+const second_windows = [75, 150, 300, 600];
+const coarse_windows = { minutes: 72 * 60, hours: 72 * 3600 };
+
+export function window_of(x, series) {
+    const to = x.length > 0 ? x[x.length - 1] : 0;
+    if (series !== 'seconds') return [to - coarse_windows[series], to];
+    const longest = second_windows[second_windows.length - 1];
+    let first = x.length - 1;
+    while (first > 0 && x[first - 1] >= to - longest) first--;
+    const seen = first >= 0 ? to - x[first] : 0;
+    return [to - (second_windows.find((length) => length >= seen) ?? longest), to];
+}

@@ -1,0 +1,146 @@
+// What the page says, in one place: plain sentences, with the command that mends it where there is one. Texts only.
+
+// Why a point is missing (see rates.js), for tables and downloads.
+export const reasons = {
+    start: 'nothing before it to compare with',
+    missing: 'no samples before it',
+    clock_back: 'clock was set back',
+    same_second: 'same second twice',
+    no_value: 'no value',
+    restarted: 'counter restarted',
+    began: 'was 0 before',
+    came_back: 'counter came back',
+    too_fast: 'more than the link can carry',
+    first_wrap: 'average of the first wrap',
+};
+
+export const series_words = {
+    seconds: { one: 'a second', window: 'seconds', note: '' },
+    minutes: { one: 'a minute', window: 'minutes', note: 'mean of 2 min' },
+    hours: { one: 'an hour', window: 'hours', note: 'mean of 2 h' },
+};
+
+// What the note line says of a gap: the line's name, the reason, the time as text.
+export function gap_note(name, why, time) {
+    if (why === 'restarted') return `${name}: counter restarted at ${time}`;
+    if (why === 'came_back') return `${name}: was down, counter came back at ${time}`;
+    if (why === 'too_fast') return `${name}: more than the link can carry at ${time}, left out`;
+    return `${name}: the clock was set back at ${time}`;
+}
+
+export const module_names = {
+    cpu: 'CPU usage',
+    mem: 'memory usage',
+    wan: 'WAN traffic',
+    bond: 'bond traffic',
+    lan: 'LAN traffic',
+    wifi24: 'Wi-Fi 2.4 GHz traffic',
+    wifi5: 'Wi-Fi 5 GHz traffic',
+    ap: 'traffic of each access point',
+    allap: 'traffic of all access points',
+    current: 'current traffic',
+    sim: 'SIM signal quality',
+};
+
+// Without samples although everything runs: what the module is waiting for.
+export const no_samples = {
+    cpu: 'The first measurement takes some seconds after a start.',
+    mem: 'The kernel’s memory figures cannot be read.',
+    wan: 'No WAN interface is up, or none is bound (items wan.binding.1 to 16).',
+    bond: 'The bond is not up: it needs an interface of that name, and its item set to 1.',
+    lan: 'No bridge (br0 to br4) is up.',
+    wifi24: 'No interface of this band is up, or wifi24.interface is neither ra0 nor rai0.',
+    wifi5: 'No interface of this band is up, or wifi5.interface is neither ra0 nor rai0.',
+    ap: 'No record of this access point is there.',
+    allap: 'No access point has left a record.',
+    sim: 'Neither SIM slot is alive.',
+    current: 'Nothing was published yet.',
+};
+
+const sentence = (text) => text[0].toUpperCase() + text.slice(1);
+
+export const waiting = (seconds) => `Asked for; waiting for fresh data, up to 7 s: ${seconds} s left.`;
+
+export const is_off = (name) => ({
+    text: `${sentence(module_names[name])}: the module is off.`,
+    command: `csmanctl set ${name}.enable 1`,
+});
+
+export const all_off = {
+    text: 'The daemon’s main switch is off, so no module runs. Switch it on, then set each wanted module to 0, wait seven ' +
+        'seconds, and set it to 1.',
+    command: 'csmanctl set dashboard.enable 1',
+};
+
+export const not_running = (time) => ({
+    text: time === null ? 'The daemon does not run: nothing is being written.'
+        : `The daemon does not run, or has stopped: nothing was written since ${time}.`,
+    command: 'dashboard',
+});
+
+// Stale or missing data of a module that is on, while the daemon is known to run or nothing is known of it.
+export const no_news = (name, since, runs) => ({
+    text: `${sentence(module_names[name])}: ${since === null ? 'no samples' : `no new samples since ${since}`}. ` +
+        no_samples[name] + (runs ? '' : ' Or the daemon does not run.'),
+    command: null,
+});
+
+// A request that did not get through: `status` of HTTP (0: no answer), `word` of the answer's error.
+export function refused(status, word) {
+    if (status === 0) return { text: 'The request for graphs got no answer: is the server reachable?', command: null };
+    if (status === 404) {
+        return { text: 'This server has no program at /cgi-bin/viewer, so nobody asks for graphs: they move only while ' +
+            'something else does.', command: 'csmanctl set wan.view 1' };
+    }
+    if (status === 500 || word === 'store') {
+        return { text: 'The configuration store cannot be written, so graphs cannot be asked for: the server’s user needs ' +
+            'the right to.', command: null };
+    }
+    return { text: `The request for graphs was refused (${status}${word ? ' ' + word : ''}).`, command: null };
+}
+
+export const document_trouble = {
+    missing: (file, seconds) => `${file} is not there since ${seconds} s: it was not published, or the server may not ` +
+        'read it (its user needs the group of /tmp/dashboard).',
+    unreachable: (file, wait) => `No answer for ${file}; next try in ${wait} s.`,
+    timeout: (file, wait) => `${file} took longer than 4 s; next try in ${wait} s.`,
+    status: (file, wait, status) => `${file}: the server answered ${status}; next try in ${wait} s.`,
+    cut: (file, wait) => `${file} was cut short; next try in ${wait} s.`,
+    malformed: (file, count, shown) => `${file} is not well-formed (${count} ${count === 1 ? 'time' : 'times'}): ` +
+        (shown ? 'the last good picture stays.' : 'read line by line.'),
+};
+
+export const clock_set = (milliseconds, time) =>
+    `The router’s clock was set ${milliseconds < 0 ? 'back' : 'forth'} by ${span(Math.abs(milliseconds) / 1000)} at ${time}.`;
+
+export const clocks_differ = (seconds) =>
+    `This computer’s clock is ${span(Math.abs(seconds))} ${seconds > 0 ? 'ahead of' : 'behind'} the router’s; times shown ` +
+    'are the router’s.';
+
+export const hardware = (lan, wan) =>
+    `LAN carries ${lan}, WAN ${wan}: traffic handled in hardware is not counted.`;
+
+export const charts_missing = {
+    text: 'Charts are missing: uPlot was not found at uplot/uPlot.iife.min.js. Tables are shown instead.',
+    command: 'viewer/fetch-uplot build/viewer',
+};
+
+// A length of time, to the two largest units.
+export function span(seconds) {
+    const whole = Math.round(seconds);
+    const parts = [[86400, 'd'], [3600, 'h'], [60, 'min'], [1, 's']];
+    const first = parts.findIndex(([size]) => whole >= size);
+    if (first < 0) return '0 s';
+    const [size, name] = parts[first];
+    const rest = first < 3 ? Math.floor((whole % size) / parts[first + 1][0]) : 0;
+    return `${Math.floor(whole / size)} ${name}${rest > 0 ? ` ${rest} ${parts[first + 1][1]}` : ''}`;
+}
+
+// An age as the header shows it.
+export const age = (seconds) => (seconds < 10 ? `${Math.max(0, seconds).toFixed(1)} s` : span(seconds));
+
+// Signal quality in words: from which value on it is good, and fair.
+export function signal_word(value, { good, fair }) {
+    if (value === null) return 'none';
+    return value >= good ? 'good' : value >= fair ? 'fair' : 'poor';
+}
