@@ -131,7 +131,7 @@ function ap_charts(samples, index) {
             traffic(`ap${index}_${band}`, name, hue, all.map((v) => of(band, v)), 2 * ceiling.radio)),
     };
     const each = bands.flatMap(([band, name]) => in_use(samples, (v) => of(band, v)).map((v) =>
-        both_ways(`ap${index}_vap${v}_${band}`, `VAP ${v}`, [of(band, v)], ceiling.radio, { about: name, small: true })));
+        both_ways(`ap${index}_vap${v}_${band}`, `VAP ${v}, ${name}`, [of(band, v)], ceiling.radio, { small: true })));
     return each.length > 1 ? [total, ...each] : [total];
 }
 

@@ -23,9 +23,9 @@ function lonely(u, series) {
     return found;
 }
 
-function y_axis(unit, most) {
-    if (unit.range) return { from: unit.range[0], to: unit.range[1], step: axis_of(unit.range[1] - unit.range[0], 5).step };
-    const { step, top } = (unit.binary ? binary_axis_of : axis_of)(Math.max(most, unit.floor));
+function y_axis(unit, most, steps) {
+    if (unit.range) return { from: unit.range[0], to: unit.range[1], step: axis_of(unit.range[1] - unit.range[0], steps).step };
+    const { step, top } = (unit.binary ? binary_axis_of : axis_of)(Math.max(most, unit.floor), steps);
     return { from: 0, to: top, step };
 }
 
@@ -47,7 +47,8 @@ function time_ticks(view) {
 
 export function make_chart(host, chart, view) {
     const height = chart.small ? 112 : 220;
-    let y = y_axis(view.unit(chart.lines[0]), 0);
+    const steps = chart.small ? 4 : 5;
+    let y = y_axis(view.unit(chart.lines[0]), 0, steps);
     let window = [0, 1];
     const axis = { stroke: () => colour('--muted'), font: `11px ${colour('--family')}`, ticks: { show: false },
         grid: { stroke: () => colour('--grid'), width: 1 } };
@@ -66,7 +67,7 @@ export function make_chart(host, chart, view) {
             sync: { key: 'dashboard', setSeries: false, scales: ['x', null] } },
         scales: { x: { time: true, range: () => window }, y: { range: () => [y.from, y.to] } },
         axes: [
-            { ...axis, size: 24, gap: 4, space: 76, values: time_ticks(view) },
+            { ...axis, size: 22, gap: 5, space: 76, values: time_ticks(view) },
             { ...axis, size: 50, gap: 4, splits: () => steps_of(y),
                 values: (u, splits) => splits.map((value) => tick(view.unit(chart.lines[0]).text(value))) },
         ],
@@ -91,7 +92,7 @@ export function make_chart(host, chart, view) {
                     if (line.y[k] > most && line.x[k] >= window[0]) most = line.y[k];
                 }
             }
-            y = y_axis(view.unit(chart.lines[0]), most);
+            y = y_axis(view.unit(chart.lines[0]), most, steps);
             plot.batch(() => {
                 lines.forEach((line, i) => {
                     if (plot.series[i + 1].show === Boolean(line.hidden)) plot.setSeries(i + 1, { show: !line.hidden });

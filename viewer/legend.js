@@ -21,7 +21,7 @@ export function make_legend(chart, view) {
             el('i', { class: `swatch hue${line.hue}`, 'aria-hidden': 'true' }), el('span', {}, line.name));
         const cells = { now: el('td'), average: el('td'), peak: el('td'), time: el('span', { class: 'at' }) };
         const peak_text = el('span');
-        cells.peak.append(peak_text, cells.time);
+        cells.peak.append(peak_text, ' ', cells.time);
         return { line, button, ...cells, peak_text,
             node: el('tr', {}, el('th', { scope: 'row' }, button), cells.now, cells.average, cells.peak) };
     });
@@ -43,7 +43,7 @@ export function make_legend(chart, view) {
                 set_text(row.now, row.newest);
                 set_text(row.average, text(average));
                 set_text(row.peak_text, text(peak));
-                set_text(row.time, peak_time === null ? '' : ` @ ${view.time(peak_time)}`);
+                set_text(row.time, peak_time === null ? '' : `@ ${view.time(peak_time)}`);
             });
             set_text(now_head, 'now');
         },

@@ -162,9 +162,9 @@ const dark = matchMedia('(prefers-color-scheme: dark)');
 function show_theme() {
     const theme = settings.get('theme');
     document.documentElement.dataset.theme = theme === 'system' ? (dark.matches ? 'dark' : 'light') : theme;
-    const themes = { system: 'theme: system', light: 'theme: light', dark: 'theme: dark' };
     const next = { system: 'light', light: 'dark', dark: 'system' };
-    $('theme').replaceChildren(el('button', { type: 'button', onclick: () => settings.set('theme', next[theme]) }, themes[theme]));
+    $('theme').replaceChildren(el('button', { type: 'button', onclick: () => settings.set('theme', next[theme]) },
+        el('span', { class: 'wide' }, 'theme: '), theme));
 }
 
 function show_unit() {

@@ -38,17 +38,15 @@ export function make_points(samples, series) {
     };
 }
 
-// The stretch of time that a chart shows, [from, to]: as long as the document's span at first, then in few steps up to
-// what is kept, so that curves move and do not stretch.
-const second_windows = [75, 150, 300, 600];
+// The stretch of time that a chart shows, [from, to]: what a document spans at first, then the longest of a few stretches
+// that what was seen fills, so that curves move and do not stretch.
+const second_windows = [60, 75, 120, 180, 300, 450, 600];
 const coarse_windows = { minutes: 72 * 60, hours: 72 * 3600 };
 
 export function window_of(x, series) {
     const to = x.length > 0 ? x[x.length - 1] : 0;
     if (series !== 'seconds') return [to - coarse_windows[series], to];
-    const longest = second_windows[second_windows.length - 1];
-    let first = x.length - 1;
-    while (first > 0 && x[first - 1] >= to - longest) first--;
-    const seen = first >= 0 ? to - x[first] : 0;
-    return [to - (second_windows.find((length) => length >= seen) ?? longest), to];
+    const first = x.find((time) => time >= to - second_windows.at(-1)) ?? to;
+    const filled = second_windows.filter((length) => length <= to - first);
+    return [to - (filled.at(-1) ?? second_windows[0]), to];
 }

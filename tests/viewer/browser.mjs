@@ -2,7 +2,7 @@
 // page's own clock moves when a test moves it.
 
 import assert from 'node:assert/strict';
-import { existsSync } from 'node:fs';
+import { existsSync, readFileSync } from 'node:fs';
 import { createRequire } from 'node:module';
 import { fileURLToPath } from 'node:url';
 import { serve } from './server.mjs';
@@ -10,7 +10,7 @@ import { serve } from './server.mjs';
 const root = fileURLToPath(new URL('../../', import.meta.url));
 const require = createRequire(`${root}build/npm/any.js`);
 const { chromium } = require('playwright-core');
-export const axe_source = require.resolve('axe-core/axe.min.js');
+export const axe_source = readFileSync(require.resolve('axe-core/axe.min.js'), 'utf8');
 const program = process.env.CHROMIUM ?? '/usr/bin/chromium';
 
 export async function launch() {
@@ -24,10 +24,19 @@ export async function launch() {
     });
 }
 
+// Ends everything, also what a failed test left open.
+const servers = new Set();
+
+export async function finish(browser) {
+    await browser.close();
+    for (const server of servers) await server.close();
+}
+
 // Opens the page on `router`. Options: hash, width, theme ("light", "dark"), clock (false: the browser's own time), charts,
 // javascript, script (run before the page's own), context (more options of playwright's).
 export async function open(browser, router, options = {}) {
     const server = options.server ?? await serve(router, { charts: options.charts ?? true });
+    servers.add(server);
     const context = await browser.newContext({
         viewport: { width: options.width ?? 1024, height: options.height ?? 800 }, colorScheme: options.theme ?? 'light',
         javaScriptEnabled: options.javascript ?? true, timezoneId: options.zone ?? 'Europe/Berlin', locale: 'en-GB',
@@ -43,18 +52,26 @@ export async function open(browser, router, options = {}) {
     page.on('request', (request) => {
         if (!request.url().startsWith(server.address) && !request.url().startsWith('blob:')) seen.outside.push(request.url());
     });
+    const open_requests = new Set();
+    page.on('request', (request) => open_requests.add(request));
+    for (const end of ['requestfinished', 'requestfailed']) page.on(end, (request) => open_requests.delete(request));
+    // Until nothing is being asked for, or what is being asked for gets no answer.
+    async function settle() {
+        for (let i = 0; i < 100 && (i < 2 || open_requests.size > 0); i++) await page.evaluate(() => Promise.resolve());
+    }
     if (options.clock !== false) await page.clock.install({ time: (options.browser_time ?? router.time) * 1000 });
     if (options.script) await page.addInitScript(options.script);
     await page.goto(`${server.address}${options.hash ?? ''}`);
     const view = {
         page, router, server, seen, context,
+        settle,
         // Lets seconds pass, on the router and in the page, a second at a time, and waits each time until the page is
         // done with what it asked for.
         async pass(seconds) {
             for (let i = 0; i < seconds; i++) {
                 router.advance(1);
                 await page.clock.runFor(1000);
-                await page.waitForLoadState('networkidle').catch(() => {});
+                await settle();
             }
         },
         // Waits until `check(...)` in the page is true; while it is not, seconds pass.
