@@ -27,7 +27,7 @@ export function make_legend(chart, view) {
     });
     const unit_cell = el('th', { scope: 'col', class: 'unit' });
     const now_head = el('th', { scope: 'col' }, 'now');
-    const node = el('table', { class: 'legend' }, el('thead', {}, el('tr', {}, unit_cell, now_head,
+    const node = el('table', { class: `legend${chart.lines[0].quality ? ' quality' : ''}` }, el('thead', {}, el('tr', {}, unit_cell, now_head,
         el('th', { scope: 'col' }, 'average'), el('th', { scope: 'col' }, 'peak'))), el('tbody', {}, ...rows.map((row) => row.node)));
 
     return {
