@@ -39,6 +39,8 @@ function steps_of({ from, to, step }) {
 function time_ticks(view) {
     return (u, splits, axis, space, distance) => splits.map((time) => {
         const zone = view.zone();
+        // No room for half a text at the right edge.
+        if (u.valToPos(time, 'x') > u.bbox.width / devicePixelRatio - 18) return '';
         if (distance < 60) return zone.clock_text(time);
         const text = zone.minute_text(time);
         return text === '00:00' || distance >= 86400 ? zone.date_text(time).slice(5) : text;

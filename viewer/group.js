@@ -148,8 +148,7 @@ export function make_group(group, series, page) {
             });
             node.classList.toggle('without', state.cards.length === 0);
             show_message(verdict);
-            if (verdict.message === null || verdict.state === 'waiting') page.notes.forget(`state ${group.module}`);
-            else page.notes.say(`state ${group.module}`, verdict.message);
+            page.notes.judge(group.module, verdict);
             return verdict;
         },
         pause(paused) {

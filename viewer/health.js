@@ -40,7 +40,8 @@ export function judge(known) {
     const { module, series, reading, newest, now, request, asked, runs, text } = known;
     const result = (state, message = null, enable = null) => ({ state, message, enable });
     if (is_fresh(series, newest, now)) return result('live');
-    if (reading !== null && ['unreachable', 'timeout', 'status'].includes(reading.state)) return result('offline', trouble(known));
+    if (reading === null) return result('waiting');
+    if (['unreachable', 'timeout', 'status'].includes(reading.state)) return result('offline', trouble(known));
 
     if (request !== null && request.ok) {
         const on = request.modules.get(module)?.on;
@@ -49,8 +50,7 @@ export function judge(known) {
     }
     if (request !== null && !request.ok) return result('stale', refused(request.status, request.word));
 
-    const sound = reading !== null && reading.state === 'ok';
-    if (sound && newest === null && series !== 'seconds' && runs !== false) return result('empty', { text: not_yet[series], command: null });
+    if (reading.state === 'ok' && newest === null && series !== 'seconds' && runs !== false) return result('empty', { text: not_yet[series], command: null });
     const allowed = series === 'minutes' ? first_minutes : first_data;
     if (asked < allowed && series !== 'hours') {
         const left = Math.ceil((allowed - asked) / 1000);
@@ -60,6 +60,6 @@ export function judge(known) {
     }
     const since = newest === null ? null : text(newest);
     if (runs === false) return result('stale', not_running(since));
-    if (reading !== null && reading.state === 'missing') return result('stale', trouble(known));
+    if (reading.state === 'missing') return result('stale', trouble(known));
     return result('stale', no_news(module, since, runs === true));
 }

@@ -61,9 +61,9 @@ export function make_legend(chart, view) {
 // Many lines as a list: name (a link where `link` gives one), now, average, peak.
 export function make_list(lines, view, link) {
     const rows = lines.map((line) => {
-        const cells = [el('td'), el('td'), el('td')];
+        const cells = [el('td'), el('td'), el('span'), el('span', { class: 'at' })];
         const name = link ? el('a', { href: link(line) }, line.name) : line.name;
-        return { line, cells, node: el('tr', {}, el('th', { scope: 'row' }, name), ...cells) };
+        return { line, cells, node: el('tr', {}, el('th', { scope: 'row' }, name), cells[0], cells[1], el('td', {}, cells[2], ' ', cells[3])) };
     });
     const unit_cell = el('th', { scope: 'col', class: 'unit' });
     const heads = ['now', 'average', 'peak'].map((text) => el('th', { scope: 'col' }, text));
@@ -77,7 +77,8 @@ export function make_list(lines, view, link) {
                 const text = view.unit(line).text;
                 set_text(cells[0], text(found[i].now));
                 set_text(cells[1], text(found[i].average));
-                set_text(cells[2], `${text(found[i].peak)}${found[i].peak === null ? '' : ` @ ${view.time(found[i].peak_time)}`}`);
+                set_text(cells[2], text(found[i].peak));
+                set_text(cells[3], found[i].peak === null ? '' : `@ ${view.time(found[i].peak_time)}`);
             });
         },
     };

@@ -25,10 +25,10 @@ export function make_notes(line, list, count) {
 
     return {
         // Says a note; `about` names what it is about: a newer one of the same takes the place of one that waits, and a
-        // text that was said of it last is not said again.
-        say(about, { text, command = null }, time = '') {
-            if (said.get(about) === text) return;
-            said.set(about, text);
+        // text that was said of it last is not said again; `same` is what is compared, where the text itself counts seconds.
+        say(about, { text, command = null }, time = '', same = text) {
+            if (said.get(about) === same) return;
+            said.set(about, same);
             total++;
             set_text(count, `${total} ${total === 1 ? 'note' : 'notes'}`);
             list.prepend(el('li', {}, time ? `${time}  ` : '', text, command ? ' ' : '', command ? el('code', {}, command) : ''));
@@ -39,6 +39,12 @@ export function make_notes(line, list, count) {
             if (waiting.length > 8) waiting.shift();
             const left = last + distance - performance.now();
             if (timer === 0) timer = setTimeout(show, Math.max(0, left));
+        },
+        // Says what is the matter with a module, or that nothing is (see health.js).
+        judge(module, { state, message }) {
+            const about = `state ${module}`;
+            if (message === null || state === 'waiting') said.delete(about);
+            else this.say(about, message, '', message.text.replace(/\d+ s\b/g, ''));
         },
         // What was said of this no longer holds: it may be said again.
         forget: (about) => said.delete(about),

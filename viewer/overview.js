@@ -33,7 +33,8 @@ function make_device_table(view) {
     });
     const body = el('tbody');
     const unit = el('caption');
-    const table = el('table', { class: 'devices' }, unit, el('thead', {}, el('tr', {}, ...heads.map((head) => head.node))), body);
+    const head = el('thead', {}, el('tr', {}, ...heads.map((one) => one.node)));
+    const table = el('table', { class: 'devices' }, unit, head, body);
     const node = el('div', { class: 'device-box', tabindex: '0', role: 'region', 'aria-label': 'Interfaces' }, table);
 
     function sort_by(column) {
@@ -50,7 +51,7 @@ function make_device_table(view) {
             kept.set(name, { ...cells, bar, small, node: el('tr', {},
                 el('th', { scope: 'row', class: 'c-name' }, el('span', {}, name), small),
                 el('td', { class: 'c-kind' }, cells.kind), el('td', { class: 'c-rx' }, cells.rx),
-                el('td', { class: 'c-tx' }, cells.tx), el('td', { class: 'c-total' }, cells.total, el('span', { class: 'track' }, bar))) });
+                el('td', { class: 'c-tx' }, cells.tx), el('td', { class: 'c-total' }, el('div', { class: 'share' }, el('span', { class: 'track' }, bar), cells.total))) });
         }
         return kept.get(name);
     }
@@ -58,7 +59,8 @@ function make_device_table(view) {
     function show() {
         const { name: unit_name, scale, text } = view.unit({ unit: 'rate' });
         const most = Math.max(1, ...rows.map((row) => row.total ?? 0));
-        set_text(unit, `${rows.length} interfaces, ${unit_name}`);
+        set_text(unit, rows.length === 0 ? 'No interface is up.' : `${rows.length} interfaces, ${unit_name}`);
+        head.hidden = rows.length === 0;
         const nodes = sort_rows(rows, order).map((row) => {
             const kept_row = row_of(row.name);
             set_text(kept_row.kind, row.kind);
@@ -72,8 +74,8 @@ function make_device_table(view) {
         });
         const shown = [...body.children];
         if (nodes.length !== shown.length || nodes.some((one, i) => one !== shown[i])) body.replaceChildren(...nodes);
-        for (const { column, node: head } of heads) {
-            head.setAttribute('aria-sort', column !== order.column ? 'none' : order.ascending ? 'ascending' : 'descending');
+        for (const { column, node: cell } of heads) {
+            cell.setAttribute('aria-sort', column !== order.column ? 'none' : order.ascending ? 'ascending' : 'descending');
         }
     }
 
@@ -132,7 +134,7 @@ export function make_overview(page, on_rows) {
                 el('div', { class: state.startsWith('up') ? 'up' : '' }, el('dt', {}, name), el('dd', {}, state))));
         }
         const rows = devices.take(snapshot.devices, time);
-        table.node.hidden = rows.length === 0;
+        table.node.hidden = false;
         table.update(rows);
         on_rows(rows);
     }
@@ -156,8 +158,7 @@ export function make_overview(page, on_rows) {
                         : [' ', el('button', { type: 'button', onclick: () => page.enable('current') }, 'Switch it on')])));
                 }
             }
-            if (verdict.message === null || verdict.state === 'waiting') page.notes.forget('state current');
-            else page.notes.say('state current', verdict.message);
+            page.notes.judge('current', verdict);
             return verdict;
         },
         restyle: table.restyle,

@@ -62,7 +62,7 @@ export function make_panel(panel, chosen, page) {
             for (const group of groups) group.pause(pressed);
             page.changed();
         }),
-        el('button', { type: 'button', onclick: download }, 'download CSV'),
+        el('button', { type: 'button', onclick: download }, el('span', { class: 'wide' }, 'download '), 'CSV'),
         pressable('table', 'Show the figures as rows', (pressed) => {
             shown.table = pressed;
             for (const group of groups) group.set_table(pressed);

@@ -3,6 +3,7 @@
 // Every result is { x, y, why }: `x` are times in seconds, strictly ascending; `y` is a number or null (a gap); `why`
 // says for a gap the reason, one of
 //   start        the first of a stretch: nothing to compare it with
+//   next         the newest average: its rate is known with the next one
 //   missing      more than three seconds (or one and a half intervals) since the sample before
 //   clock_back   the clock was set back; what was drawn for later times is taken away
 //   same_second  two samples bear the same time: the second one is dropped
@@ -97,6 +98,7 @@ export function coarse_rates(times, counters, period, ceiling) {
         y[k - 1] = step.rate;
         why[k - 1] = step.why;
     }
+    if (why.length > 0) why[why.length - 1] = 'next';
     return { x: line.x, y, why };
 }
 
@@ -163,6 +165,6 @@ export function figures({ x, y, why }, from = -Infinity, to = Infinity) {
         count++;
         if (peak === null || y[k] > peak) [peak, peak_time] = [y[k], x[k]];
     }
-    const last = why.at(-1) === 'start' && y.length > 1 ? y.length - 2 : y.length - 1;
+    const last = y.length - (why.at(-1) === 'next' ? 2 : 1);
     return { now: y[last] ?? null, average: count > 0 ? total / count : null, peak, peak_time, count };
 }

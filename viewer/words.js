@@ -3,6 +3,7 @@
 // Why a point is missing (see rates.js), for tables and downloads.
 export const reasons = {
     start: 'nothing before it to compare with',
+    next: 'known with the next average',
     missing: 'no samples before it',
     clock_back: 'clock was set back',
     same_second: 'same second twice',

@@ -33,11 +33,14 @@ for (const [name, make] of Object.entries(scenes)) {
             const router = make();
             router.advance(name === 'full' ? 400 : 3700, { quietly: true });
             if (name !== 'nothing') router.publish_all();
-            const view = await open(browser, router, { theme, clock: name === 'nothing', width: 1440 });
+            const view = await open(browser, router, { theme, width: 1440 });
             for (const panel of panels) {
                 await view.page.evaluate((hash) => (location.hash = hash), panel);
                 if (name === 'nothing') await view.pass(14);
                 await view.until(() => document.querySelector('.card, .without .message:not([hidden])') !== null, null, panel);
+                if (name !== 'nothing') await view.is_state('live');
+                // Rates of interfaces take two documents.
+                if (panel === 'overview') await view.pass(6);
                 for (const width of [1440, 768, 320]) {
                     await view.page.setViewportSize({ width, height: 800 });
                     await view.page.evaluate(() => new Promise((resolve) => (new ResizeObserver(resolve)).observe(document.body)));

@@ -136,7 +136,7 @@ test('interfaces that come and go: rates are by name, whatever the document says
     await view.is_state('live');
     await view.pass(12);
     const figures = () => view.page.evaluate(() => Object.fromEntries([...document.querySelectorAll('.devices tbody tr')].map((row) =>
-        [row.querySelector('.c-name span').innerText, row.querySelector('.c-total > span').innerText])));
+        [row.querySelector('.c-name span').innerText, row.querySelector('.c-total .share > span:last-child').innerText])));
     const before = await figures();
     assert.equal(Object.keys(before).length, 9);
     router.list = router.list.slice(1);
@@ -209,7 +209,7 @@ test('one unit at a time: figures, axis, table and download', async () => {
     const view = await open(browser, router, { hash: '#wan' });
     await view.is_state('live');
     const download = async () => {
-        const [file] = await Promise.all([view.page.waitForEvent('download'), view.page.click('text=download CSV')]);
+        const [file] = await Promise.all([view.page.waitForEvent('download'), view.page.click('.tools >> text=CSV')]);
         const parts = [];
         for await (const part of await file.createReadStream()) parts.push(part);
         return { name: file.suggestedFilename(), lines: Buffer.concat(parts).toString().trimEnd().split('\r\n') };
