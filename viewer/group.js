@@ -10,7 +10,7 @@ import { make_points, window_of } from './points.js';
 import { figures, notable } from './rates.js';
 import { csv_of, make_table_box, rows_of } from './rows.js';
 import { kept_seconds, read_period } from './site.js';
-import { document_trouble, gap_note } from './words.js';
+import { gap_note } from './words.js';
 
 const reduced_motion = matchMedia('(prefers-reduced-motion: reduce)');
 const calm_distance = 5000;
@@ -41,7 +41,7 @@ export function make_group(group, series, page) {
             schedule();
         }
         if (reading.state === 'malformed') {
-            page.notes.say(file, { text: document_trouble.malformed(file, reading.count, !reading.salvaged) });
+            page.notes.malformed(file, reading);
         } else if (reading.state === 'ok') {
             page.notes.forget(file);
         }
@@ -175,6 +175,7 @@ export function make_group(group, series, page) {
         csv: () => (state.shown === null ? null : csv_of(rows(), page.view.zone())),
         end() {
             stop();
+            page.notes.forget(`state ${group.module}`);
             clearTimeout(state.timer);
             for (const { card } of state.cards) card.destroy();
         },

@@ -14,8 +14,9 @@ import { all_off, document_trouble, is_off, no_news, not_running, refused, waiti
 
 export const states = ['live', 'waiting', 'stale', 'off', 'offline', 'empty'];
 
-// Minutes are rewritten with the next average only.
+// Minutes are rewritten with the next average only, current traffic every third second.
 const first_minutes = 60000 + first_data;
+const first_current = 3000 + first_data;
 
 export function is_fresh(series, newest, now) {
     return newest !== null && Number.isFinite(now) && now - newest <= stale_after[series];
@@ -51,12 +52,10 @@ export function judge(known) {
     if (request !== null && !request.ok) return result('stale', refused(request.status, request.word));
 
     if (reading.state === 'ok' && newest === null && series !== 'seconds' && runs !== false) return result('empty', { text: not_yet[series], command: null });
-    const allowed = series === 'minutes' ? first_minutes : first_data;
+    const allowed = series === 'minutes' ? first_minutes : module === 'current' ? first_current : first_data;
     if (asked < allowed && series !== 'hours') {
         const left = Math.ceil((allowed - asked) / 1000);
-        return result('waiting', series === 'minutes'
-            ? { text: `Asked for; minutes are written with the next average, up to 67 s: ${left} s left.`, command: null }
-            : { text: waiting(left), command: null });
+        return result('waiting', { text: waiting(left, allowed / 1000, series === 'minutes'), command: null });
     }
     const since = newest === null ? null : text(newest);
     if (runs === false) return result('stale', not_running(since));

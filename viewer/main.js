@@ -11,7 +11,7 @@ import { make_overview, make_witness } from './overview.js';
 import { make_panel } from './panels.js';
 import { make_requests } from './requests.js';
 import { settings } from './settings.js';
-import { first_data, router_name } from './site.js';
+import { first_data, read_period, router_name } from './site.js';
 import { make_zone } from './times.js';
 import { rate_units, with_unit } from './units.js';
 import { age, charts_missing, clock_set, clocks_differ, hardware } from './words.js';
@@ -58,7 +58,7 @@ const documents = make_documents(clock, (milliseconds) => {
 function runs() {
     if (overview?.is_fresh() || panel?.some_fresh() || witness?.is_fresh()) return true;
     if (answer?.ok && answer.modules.get('current')?.on === false) return null;
-    if (overview !== null) return asked() > first_data ? false : null;
+    if (overview !== null) return asked() > first_data + read_period.current ? false : null;
     return witness !== null && performance.now() - witness_since > first_data ? false : null;
 }
 

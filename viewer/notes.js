@@ -2,6 +2,7 @@
 // Earlier ones are kept in a list that can be opened.
 
 import { el, set_text } from './dom.js';
+import { document_trouble, milestone } from './words.js';
 
 const distance = 5000;
 const kept = 30;
@@ -13,12 +14,25 @@ export function make_notes(line, list, count) {
     let last = -Infinity;
     let timer = 0;
     let total = 0;
+    let on_line = null;
+
+    // What was said of this no longer holds: it goes from the line, and may be said again.
+    function forget(about) {
+        said.delete(about);
+        const at = waiting.findIndex((note) => note.about === about);
+        if (at >= 0) waiting.splice(at, 1);
+        if (on_line === about) {
+            on_line = null;
+            line.replaceChildren();
+        }
+    }
 
     function show() {
         timer = 0;
         const note = waiting.shift();
         if (!note) return;
         last = performance.now();
+        on_line = note.about;
         line.replaceChildren(note.text, note.command ? ' ' : '', note.command ? el('code', {}, note.command) : '');
         if (waiting.length > 0) timer = setTimeout(show, distance);
     }
@@ -43,11 +57,14 @@ export function make_notes(line, list, count) {
         // Says what is the matter with a module, or that nothing is (see health.js).
         judge(module, { state, message }) {
             const about = `state ${module}`;
-            if (message === null || state === 'waiting') said.delete(about);
+            if (message === null || state === 'waiting') forget(about);
             else this.say(about, message, '', message.text.replace(/\d+ s\b/g, ''));
         },
-        // What was said of this no longer holds: it may be said again.
-        forget: (about) => said.delete(about),
+        // A document that was no XML; it is counted, and said again now and then.
+        malformed(file, { count, salvaged }) {
+            this.say(file, { text: document_trouble.malformed(file, count, !salvaged) }, '', `${milestone(count)} ${salvaged}`);
+        },
+        forget,
     };
 }
 

@@ -5,7 +5,7 @@ import { make_devices, port_words, sort_rows } from './devices.js';
 import { is_fresh, judge } from './health.js';
 import { snapshot_of } from './parse.js';
 import { read_period } from './site.js';
-import { document_trouble, reasons } from './words.js';
+import { reasons } from './words.js';
 
 const file = 'current_traffic_sec_0.xml';
 const columns = [['name', 'interface'], ['kind', 'kind'], ['rx', 'down'], ['tx', 'up'], ['total', 'total']];
@@ -59,7 +59,7 @@ function make_device_table(view) {
     function show() {
         const { name: unit_name, scale, text } = view.unit({ unit: 'rate' });
         const most = Math.max(1, ...rows.map((row) => row.total ?? 0));
-        set_text(unit, rows.length === 0 ? 'No interface is up.' : `${rows.length} interfaces, ${unit_name}`);
+        set_text(unit, rows.length === 0 ? 'No interface is up.' : `${rows.length} ${rows.length === 1 ? 'interface' : 'interfaces'}, ${unit_name}`);
         head.hidden = rows.length === 0;
         const nodes = sort_rows(rows, order).map((row) => {
             const kept_row = row_of(row.name);
@@ -119,7 +119,7 @@ export function make_overview(page, on_rows) {
             newest = time;
             if (is_new) show(snapshot, time);
         }
-        if (heard.state === 'malformed') page.notes.say(file, { text: document_trouble.malformed(file, heard.count, !heard.salvaged) });
+        if (heard.state === 'malformed') page.notes.malformed(file, heard);
         else if (heard.state === 'ok') page.notes.forget(file);
         page.changed();
     }
@@ -139,12 +139,13 @@ export function make_overview(page, on_rows) {
         on_rows(rows);
     }
 
-    const stop = page.documents.watch(file, () => read_period.current, take);
+    const fresh = () => is_fresh('current', newest, page.clock.now() / 1000);
+    const stop = page.documents.watch(file, () => (fresh() ? read_period.current : read_period.seconds), take);
     return {
         node,
         modules: [['current', 1]],
         newest: () => newest,
-        is_fresh: () => is_fresh('current', newest, page.clock.now() / 1000),
+        is_fresh: fresh,
         judge() {
             const verdict = judge({ module: 'current', series: 'seconds', file, reading, newest, now: page.clock.now() / 1000,
                 request: page.request(), asked: page.asked(), runs: page.runs(), text: (time) => page.view.time(time) });

@@ -55,12 +55,13 @@ export const no_samples = {
     ap: 'No record of this access point is there.',
     allap: 'No access point has left a record.',
     sim: 'Neither SIM slot is alive.',
-    current: 'Nothing was published yet.',
+    current: 'It is published every third second while somebody asks.',
 };
 
 const sentence = (text) => text[0].toUpperCase() + text.slice(1);
 
-export const waiting = (seconds) => `Asked for; waiting for fresh data, up to 7 s: ${seconds} s left.`;
+export const waiting = (left, most, next) =>
+    `Asked for; waiting for ${next ? 'the next average' : 'fresh data'}, up to ${most} s: ${left} s left.`;
 
 export const is_off = (name) => ({
     text: `${sentence(module_names[name])}: the module is off.`,
@@ -110,6 +111,9 @@ export const document_trouble = {
     malformed: (file, count, shown) => `${file} is not well-formed (${count} ${count === 1 ? 'time' : 'times'}): ` +
         (shown ? 'the last good picture stays.' : 'read line by line.'),
 };
+
+// How often a thing was counted before it is worth another word: 1, 2, 5, 10, 20, 50 and so on.
+export const milestone = (count) => [1, 2, 5].map((n) => n * 10 ** Math.floor(Math.log10(count / n))).sort((a, b) => b - a)[0];
 
 export const clock_set = (milliseconds, time) =>
     `The router’s clock was set ${milliseconds < 0 ? 'back' : 'forth'} by ${span(Math.abs(milliseconds) / 1000)} at ${time}.`;
