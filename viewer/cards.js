@@ -1,8 +1,89 @@
-// One chart with its title and figures, as it stands in a panel.
+// One chart as it stands in a panel: its title, the figures under it (a row a line, with a button that hides it), and the
+// list that stands for many lines.
 
 import { el, set_text } from './dom.js';
 import { has_charts, make_chart } from './charts.js';
-import { figures_of, make_legend, make_list } from './legend.js';
+import { figures } from './rates.js';
+import { signal_word } from './words.js';
+
+// Figures of a line within the window, scaled to its unit: { now, average, peak, peak_time }.
+function figures_of(points, unit, [from, to]) {
+    const found = figures(points, from, to);
+    const scaled = (value) => (value === null ? null : value * unit.scale);
+    return { ...found, now: scaled(found.now), average: scaled(found.average), peak: scaled(found.peak) };
+}
+
+// What stands beside a value: how good a signal is.
+const word_of = (line, value) => (line.quality && value !== null ? ` ${signal_word(value, line.quality)}` : '');
+
+function make_legend(chart, view) {
+    const rows = chart.lines.map((line) => {
+        const button = el('button', { type: 'button', class: 'key', onclick: () => view.toggle(line) },
+            el('i', { class: `swatch hue${line.hue}`, 'aria-hidden': 'true' }), el('span', {}, line.name));
+        const cells = { now: el('td'), average: el('td'), peak: el('td'), time: el('span', { class: 'at' }) };
+        const peak_text = el('span');
+        cells.peak.append(peak_text, ' ', cells.time);
+        return { line, button, ...cells, peak_text,
+            node: el('tr', {}, el('th', { scope: 'row' }, button), cells.now, cells.average, cells.peak) };
+    });
+    const unit_cell = el('th', { scope: 'col', class: 'unit' });
+    const now_head = el('th', { scope: 'col' }, 'now');
+    const node = el('table', { class: `legend${chart.lines[0].quality ? ' quality' : ''}` }, el('thead', {}, el('tr', {}, unit_cell, now_head,
+        el('th', { scope: 'col' }, 'average'), el('th', { scope: 'col' }, 'peak'))), el('tbody', {}, ...rows.map((row) => row.node)));
+
+    return {
+        node,
+        // `found` are figures_of() each line, in order; `hidden` tells of a line whether it is.
+        update(found, hidden) {
+            set_text(unit_cell, view.unit(chart.lines[0]).name);
+            rows.forEach((row, i) => {
+                const text = view.unit(row.line).text;
+                const { now, average, peak, peak_time } = found[i];
+                row.button.setAttribute('aria-pressed', String(!hidden(row.line)));
+                row.newest = text(now) + word_of(row.line, now);
+                set_text(row.now, row.newest);
+                set_text(row.average, text(average));
+                set_text(row.peak_text, text(peak));
+                set_text(row.time, peak_time === null ? '' : `@ ${view.time(peak_time)}`);
+            });
+            set_text(now_head, 'now');
+        },
+        // Values at the crosshair; null for what is now. `at(i)` is the scaled value of line i.
+        show(at) {
+            set_text(now_head, at === null ? 'now' : 'there');
+            for (const [i, row] of rows.entries()) {
+                const value = at === null ? null : at(i);
+                set_text(row.now, at === null ? row.newest ?? '–' : view.unit(row.line).text(value) + word_of(row.line, value));
+            }
+        },
+    };
+}
+
+// Many lines as a list: name (a link where `link` gives one), now, average, peak.
+function make_list(lines, view, link) {
+    const rows = lines.map((line) => {
+        const cells = [el('td'), el('td'), el('span'), el('span', { class: 'at' })];
+        const name = link ? el('a', { href: link(line) }, line.name) : line.name;
+        return { line, cells, node: el('tr', {}, el('th', { scope: 'row' }, name), cells[0], cells[1], el('td', {}, cells[2], ' ', cells[3])) };
+    });
+    const unit_cell = el('th', { scope: 'col', class: 'unit' });
+    const heads = ['now', 'average', 'peak'].map((text) => el('th', { scope: 'col' }, text));
+    const node = el('table', { class: 'legend list' }, el('thead', {}, el('tr', {}, unit_cell, ...heads)),
+        el('tbody', {}, ...rows.map((row) => row.node)));
+    return {
+        node,
+        update(found) {
+            set_text(unit_cell, view.unit(lines[0]).name);
+            rows.forEach(({ line, cells }, i) => {
+                const text = view.unit(line).text;
+                set_text(cells[0], text(found[i].now));
+                set_text(cells[1], text(found[i].average));
+                set_text(cells[2], text(found[i].peak));
+                set_text(cells[3], found[i].peak === null ? '' : `@ ${view.time(found[i].peak_time)}`);
+            });
+        },
+    };
+}
 
 // `view` is { zone(), unit(line), time(seconds), is_hidden(line), toggle(line) }. The result has
 //   node, update(points, list_points, window): points one a line; restyle(); destroy()

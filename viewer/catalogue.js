@@ -6,7 +6,7 @@
 // A line is { key, name, hue: 1 | 2, unit: 'rate' or a unit, elements + ceiling, or element + range, quality }.
 
 import { ceiling } from './site.js';
-import { decibel, memory_unit, percent } from './units.js';
+import { decibel, memory_unit, percent } from './words.js';
 
 const three = (stem, end = '_0') => ({
     seconds: `${stem}_sec${end}.xml`, minutes: `${stem}_min${end}.xml`, hours: `${stem}_hour${end}.xml`,

@@ -7,7 +7,7 @@
 // `host` is watched for its width: it must not hold the legend, which would grow with it. Without uPlot there are no
 // charts: has_charts() says so.
 
-import { axis_of, binary_axis_of, tick } from './units.js';
+import { axis_of, binary_axis_of, tick } from './words.js';
 
 export const has_charts = () => typeof globalThis.uPlot === 'function';
 

@@ -1,7 +1,7 @@
 // The page put together: the address says which panel is on screen, the panel says what is read and asked for, and once a
 // second everything is looked at with regard to the time.
 
-import { make_clock } from './clock.js';
+import { make_clock, make_zone } from './clock.js';
 import { make_documents } from './documents.js';
 import { choice, el, set_text } from './dom.js';
 import { panels } from './catalogue.js';
@@ -12,9 +12,7 @@ import { make_panel } from './panels.js';
 import { make_requests } from './requests.js';
 import { settings } from './settings.js';
 import { first_data, read_period, router_name } from './site.js';
-import { make_zone } from './times.js';
-import { rate_units, with_unit } from './units.js';
-import { age, charts_missing, clock_set, clocks_differ, hardware } from './words.js';
+import { age, charts_missing, clock_set, clocks_differ, hardware, rate_units, with_unit } from './words.js';
 
 const $ = (id) => document.getElementById(id);
 const clock = make_clock();

@@ -2,7 +2,7 @@
 import assert from 'node:assert/strict';
 import { readFileSync } from 'node:fs';
 import { test } from 'node:test';
-import { merge } from '../../viewer/history.js';
+import { merge } from '../../viewer/points.js';
 import { counter, gauge, parse_elements, read_by_line, series_of, snapshot_of } from '../../viewer/parse.js';
 
 const sample = (name) => readFileSync(new URL(`../../docs/samples/${name}`, import.meta.url), 'utf8');

@@ -10,12 +10,13 @@ const root = fileURLToPath(new URL('../../', import.meta.url));
 const types = { html: 'text/html', js: 'application/javascript', css: 'text/css', svg: 'image/svg+xml' };
 
 // `behave(name, request)` of the result may be set to a function that returns what happens to a document instead:
-// { status }, { text }, { cut: bytes }, { hang: true }, or null for nothing special.
-export async function serve(router, { charts = true } = {}) {
+// { status }, { text }, { cut: bytes }, { hang: true }, or null for nothing special. `packed` names a folder whose .gz files are the page.
+export async function serve(router, { charts = true, packed = null } = {}) {
     const state = { router, behave: () => null, log: [], charts };
 
     async function page_file(path) {
         if (path.startsWith('/uplot/') && !state.charts) throw new Error('not fetched');
+        if (packed !== null) return readFile(join(packed, `${path === '/' ? 'index.html' : path}.gz`));
         const file = path.startsWith('/uplot/') ? join(root, 'build/viewer', path) : join(root, 'viewer', path === '/' ? 'index.html' : path);
         return readFile(file);
     }
@@ -60,7 +61,8 @@ export async function serve(router, { charts = true } = {}) {
             document_answer(path.slice(1), request, response);
         } else {
             const body = await page_file(path).catch(() => null);
-            response.writeHead(body ? 200 : 404, { 'Content-Type': types[path.split('.').pop()] ?? 'text/html' });
+            response.writeHead(body ? 200 : 404, { 'Content-Type': types[path.split('.').pop()] ?? 'text/html',
+                ...(packed !== null && body ? { 'Content-Encoding': 'gzip' } : {}) });
             response.end(body ?? '');
         }
     }
