@@ -11,7 +11,14 @@ import { axis_of, binary_axis_of, tick } from './words.js';
 
 export const has_charts = () => typeof globalThis.uPlot === 'function';
 
-const colour = (name) => getComputedStyle(document.documentElement).getPropertyValue(name).trim();
+// Colours are asked for with every line that is drawn, so they are kept until the theme changes.
+const colours = new Map();
+export const forget_colours = () => colours.clear();
+
+function colour(name) {
+    if (!colours.has(name)) colours.set(name, getComputedStyle(document.documentElement).getPropertyValue(name).trim());
+    return colours.get(name);
+}
 
 // Values between two gaps, which a line alone would not show.
 function lonely(u, series) {

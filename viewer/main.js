@@ -5,7 +5,7 @@ import { make_clock, make_zone } from './clock.js';
 import { make_documents } from './documents.js';
 import { choice, el, set_text } from './dom.js';
 import { panels } from './catalogue.js';
-import { has_charts } from './charts.js';
+import { forget_colours, has_charts } from './charts.js';
 import { make_notes } from './notes.js';
 import { make_overview, make_witness } from './overview.js';
 import { make_panel } from './panels.js';
@@ -160,6 +160,7 @@ const dark = matchMedia('(prefers-color-scheme: dark)');
 function show_theme() {
     const theme = settings.get('theme');
     document.documentElement.dataset.theme = theme === 'system' ? (dark.matches ? 'dark' : 'light') : theme;
+    forget_colours();
     const next = { system: 'light', light: 'dark', dark: 'system' };
     $('theme').replaceChildren(el('button', { type: 'button', onclick: () => settings.set('theme', next[theme]) },
         el('span', { class: 'wide' }, 'theme: '), theme));

@@ -30,15 +30,26 @@ function upset(view, times, what) {
 const notes = async (view) => (await view.page.locator('#notes li').allTextContents()).join('\n');
 const requests = (view, path) => view.server.log.filter((one) => one.path === path);
 
-test('the moment without a file is not worth a word', async () => {
-    const view = await wan();
-    const before = requests(view, `/${wan_file}`).length;
+// Before the page's own scripts: notes what is fetched, when by the page's clock, and past the cache or not.
+function watch_fetches() {
+    const own_fetch = globalThis.fetch;
+    globalThis.fetched = [];
+    globalThis.fetch = (address, options) => {
+        globalThis.fetched.push({ file: String(address).replace('./', ''), at: performance.now(), cache: options.cache });
+        return own_fetch(address, options);
+    };
+}
+
+const fetches = (view) => view.page.evaluate((file) => globalThis.fetched.filter((one) => one.file === file), wan_file);
+
+test('the moment without a file: tried again after 300 ms, and not worth a word', async () => {
+    const view = await wan({ script: watch_fetches });
     const done = upset(view, 1, { status: 404 });
-    await view.pass(3);
-    await view.page.clock.runFor(300);
-    await view.pass(3);
+    await view.pass(6);
     assert.ok(done());
-    assert.ok(requests(view, `/${wan_file}`).length > before + 4);
+    const times = (await fetches(view)).map((one) => one.at);
+    const soonest = Math.min(...times.slice(1).map((time, i) => time - times[i]));
+    assert.ok(soonest >= 299 && soonest < 600, `${soonest} ms`);
     assert.equal(await notes(view), '');
     assert.equal(await view.page.locator('.message:visible').count(), 0);
     await view.close();
@@ -56,10 +67,12 @@ test('a file that stays away is named, with what may keep it away', async () => 
 
 test('a document that was cut short is read again at once', async () => {
     for (const cut of [{ cut: 40 }, { cut: 40, promise: true }]) {
-        const view = await wan();
+        const view = await wan({ script: watch_fetches });
         const done = upset(view, 1, cut);
         await view.pass(5);
         assert.ok(done());
+        const again = (await fetches(view)).filter((one) => one.cache === 'reload');
+        assert.equal(again.length, 1, 'past the cache, which would confirm the cut one');
         assert.equal(await view.text('#state-word'), 'live');
         assert.equal(await notes(view), '');
         await view.page.click('text=table');
