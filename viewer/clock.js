@@ -60,7 +60,7 @@ export function make_zone(name, router_offset = () => null) {
         date_text,
         minute_text: (time) => clock_text(time).slice(0, 5),
         // As precise as the series: an hour has its date.
-        text: (time, series) => (series === 'hours' ? `${date_text(time)} ${clock_text(time).slice(0, 5)}` : clock_text(time)),
+        text: (time, series) => (series === 'hours' ? `${date_text(time).slice(5)} ${clock_text(time).slice(0, 5)}` : clock_text(time)),
         iso: (time) => `${date_text(time)}T${clock_text(time)}${offset_text(time)}`,
         // A date whose local fields are the wall's: what the charts' axes ask.
         local_date: (time) => {

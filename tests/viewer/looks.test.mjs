@@ -22,6 +22,8 @@ const scenes = { usual, full, nothing };
 function cut_off() {
     return [...document.querySelectorAll('#app *')].filter((node) => {
         if (node.closest('.device-box, .table-box, canvas, .unseen, svg') || node.children.length > 0 || !node.textContent.trim()) return false;
+        const card = node.closest('.card');
+        if (card !== null && node.getBoundingClientRect().right > card.getBoundingClientRect().right - 4) return true;
         return node.offsetParent !== null && node.scrollWidth > node.clientWidth + 1 && node.clientWidth > 0 &&
             getComputedStyle(node).display !== 'inline' && node.tagName !== 'SELECT';
     }).map((node) => `${node.tagName}.${node.className} ${node.textContent.slice(0, 40)}`);
@@ -66,6 +68,7 @@ test('minutes, hours and tables, as pictures', async () => {
         await view.page.click('.tools >> text=table');
         await view.page.screenshot({ path: `${folder}usual-${panel.replace('/', '-')}-table-1440-light.png`, fullPage: true });
         await view.page.click('.tools >> text=table');
+        assert.deepEqual(await view.page.evaluate(cut_off), [], panel);
         await view.page.screenshot({ path: `${folder}usual-${panel.replace('/', '-')}-1440-light.png`, fullPage: true });
     }
     await view.close();
