@@ -16,9 +16,9 @@ export const reasons = {
 };
 
 export const series_words = {
-    seconds: { one: 'a second', window: 'seconds', note: '' },
-    minutes: { one: 'a minute', window: 'minutes', note: 'mean of 2 min' },
-    hours: { one: 'an hour', window: 'hours', note: 'mean of 2 h' },
+    seconds: { one: 'a second', note: '' },
+    minutes: { one: 'a minute', note: 'mean of 2 min' },
+    hours: { one: 'an hour', note: 'mean of 2 h' },
 };
 
 // What the note line says of a gap: the line's name, the reason, the time as text.
@@ -29,7 +29,7 @@ export function gap_note(name, why, time) {
     return `${name}: the clock was set back at ${time}`;
 }
 
-export const module_names = {
+const module_names = {
     cpu: 'CPU usage',
     mem: 'memory usage',
     wan: 'WAN traffic',
@@ -44,7 +44,7 @@ export const module_names = {
 };
 
 // Without samples although everything runs: what the module is waiting for.
-export const no_samples = {
+const no_samples = {
     cpu: 'The first measurement takes some seconds after a start.',
     mem: 'The kernel’s memory figures cannot be read.',
     wan: 'No WAN interface is up, or none is bound (items wan.binding.1 to 16).',
