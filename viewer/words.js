@@ -115,8 +115,9 @@ export const document_trouble = {
 // How often a thing was counted before it is worth another word: 1, 2, 5, 10, 20, 50 and so on.
 export const milestone = (count) => [1, 2, 5].map((n) => n * 10 ** Math.floor(Math.log10(count / n))).sort((a, b) => b - a)[0];
 
+// Dates are whole seconds, so a jump is known to a second or so.
 export const clock_set = (milliseconds, time) =>
-    `The router’s clock was set ${milliseconds < 0 ? 'back' : 'forth'} by ${span(Math.abs(milliseconds) / 1000)} at ${time}.`;
+    `The router’s clock was set ${milliseconds < 0 ? 'back' : 'forth'} by about ${span(Math.abs(milliseconds) / 1000)} at ${time}.`;
 
 export const clocks_differ = (seconds) =>
     `This computer’s clock is ${span(Math.abs(seconds))} ${seconds > 0 ? 'ahead of' : 'behind'} the router’s; times shown ` +
