@@ -14,7 +14,7 @@ namespace {
 using ::testing::EndsWith;
 using ::testing::HasSubstr;
 
-using log_mode_item = modules;
+using log_mode_item = Modules;
 
 TEST_F(log_mode_item, LogModeSwitchesTheOutputs) {
     daemon_process daemon(world, {"logc"});
