@@ -332,6 +332,13 @@ TEST_P(WifiTraffic, InitForgetsTheNameItKnew) {
     expect_no_sample();
 }
 
+TEST_P(WifiTraffic, CheckWithoutAStoreFailsSilentlyAndAsksNothing) {
+    world.csman.set_string(band.interface_item, "ra0");
+    EXPECT_EQ(check(module), 0);
+    EXPECT_THAT(world.messages(), IsEmpty());
+    EXPECT_THAT(new_csman_calls(), IsEmpty());
+}
+
 TEST_P(WifiTraffic, TheOtherBandsNameDoesNotMatter) {
     const wifi_band_case& other = wifi_bands[band.band == "24" ? 1 : 0];
     world.csman.set_string(other.interface_item, "ra0");
