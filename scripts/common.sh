@@ -71,4 +71,4 @@ build_needs=(cmake:cmake ninja:ninja-build g++:g++ /usr/include/stdlib.h:libc6-d
 
 # What is installed, without the tests.
 # shellcheck disable=SC2034 # used by the scripts that read this file
-shipped_targets=(dashboard csman utils csmanctl)
+shipped_targets=(dashboard dashboardctl csman utils csmanctl)
