@@ -36,7 +36,7 @@ int64_t milliseconds_now() {
 
 /// False when the time is over first.
 bool read_to_end(int input, int seconds, std::string& output) {
-    const int64_t deadline = milliseconds_now() + seconds * 1000;
+    const int64_t deadline = milliseconds_now() + int64_t{seconds} * 1000;
     for (;;) {
         const int64_t left = deadline - milliseconds_now();
         pollfd ready = {input, POLLIN, 0};

@@ -21,10 +21,10 @@ std::string age_text(int64_t seconds) {
     if (age < 100) {
         return text_of("%lld s", age);
     }
-    if (age < 100 * 60) {
+    if (age < 6000) {
         return text_of("%lld min", age / 60);
     }
-    if (age < 72 * 3600) {
+    if (age < 259200) {
         return text_of("%lld h", age / 3600);
     }
     return text_of("%lld d", age / 86400);

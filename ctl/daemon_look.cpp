@@ -57,7 +57,8 @@ bool has_lost_its_file(pid_t pid) {
     const std::string folder = process_file(pid, "fd");
     for (const std::string& name : names_in(folder)) {
         char target[256] = "";
-        const ssize_t length = readlink((folder + "/" + name).c_str(), target, sizeof target - 1);
+        const ssize_t length =
+            readlink(text_of("%s/%s", folder.c_str(), name.c_str()).c_str(), target, sizeof target - 1);
         if (length > 0 && ends_with(target, "/dashboard_daemon.pid (deleted)")) {
             return true;
         }

@@ -3,6 +3,7 @@
 #include "ctl/doctor.h"
 
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <grp.h>
 #include <sys/stat.h>
@@ -109,35 +110,49 @@ bool is_other_applet(pid_t pid) {
     return words.find(std::string("\0httpd\0", 7)) == std::string::npos;
 }
 
+std::vector<gid_t> groups_in(const std::string& line) {
+    std::vector<gid_t> groups;
+    unsigned group = 0;
+    int used = 0;
+    for (const char* at = line.c_str() + strlen("Groups:"); sscanf(at, " %u%n", &group, &used) == 1; at += used) {
+        groups.push_back(group);
+    }
+    return groups;
+}
+
+/// Whose rights a process has; false when it is gone.
+bool read_rights(pid_t pid, web_server& server) {
+    std::string text;
+    if (!read_file(text_of("/proc/%d/status", static_cast<int>(pid)), text)) {
+        return false;
+    }
+    server.pid = pid;
+    unsigned main_group = 0;
+    for (const std::string& line : lines_of(text)) {
+        unsigned effective = 0;
+        if (begins_with(line, "Name:")) {
+            server.name = line.substr(6);
+        } else if (sscanf(line.c_str(), "Uid: %*u %u", &effective) == 1) {
+            server.user = effective;
+        } else if (begins_with(line, "Groups:")) {
+            server.groups = groups_in(line);
+        } else {
+            sscanf(line.c_str(), "Gid: %*u %u", &main_group);
+        }
+    }
+    server.groups.insert(server.groups.begin(), main_group);
+    return true;
+}
+
 /// A web server of the usual ones; the worker that answers requests is the one that is not root's.
 bool find_web_server(web_server& server) {
     for (const pid_t pid :
          find_processes({"httpd", "lighttpd", "nginx", "uhttpd", "apache2", "mini_httpd", "boa", "busybox"})) {
-        std::string text;
         process_look look;
-        if (!look_at_process(pid, look) || (look.name == "busybox" && is_other_applet(pid))) {
-            continue;
-        }
-        if (!read_file(text_of("/proc/%d/status", static_cast<int>(pid)), text)) {
-            continue;
-        }
         web_server found;
-        found.pid = pid;
-        for (const std::string& line : lines_of(text)) {
-            unsigned real = 0;
-            unsigned effective = 0;
-            if (begins_with(line, "Name:")) {
-                found.name = line.substr(6);
-            } else if (sscanf(line.c_str(), "Uid: %u %u", &real, &effective) == 2) {
-                found.user = effective;
-            } else if (sscanf(line.c_str(), "Gid: %u %u", &real, &effective) == 2) {
-                found.groups.push_back(effective);
-            } else if (begins_with(line, "Groups:")) {
-                int used = 0;
-                for (const char* at = line.c_str() + 7; sscanf(at, " %u%n", &real, &used) == 1; at += used) {
-                    found.groups.push_back(real);
-                }
-            }
+        if (!look_at_process(pid, look) || (look.name == "busybox" && is_other_applet(pid)) ||
+            !read_rights(pid, found)) {
+            continue;
         }
         if (server.pid == 0 || found.user != 0) {
             server = found;

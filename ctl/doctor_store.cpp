@@ -104,7 +104,7 @@ std::string wan_interface(const store& items, unsigned n, std::string& fault) {
         return "";
     }
     const uint32_t csid = binding == 99 ? wan_name_99_csid : wan_name_csid + static_cast<uint32_t>(binding) - 1;
-    const std::string name = items.text(csid, 16);
+    std::string name = items.text(csid, 16);
     if (name.empty()) {
         fault = text_of("wan.binding.%u is %d, but wan.name.%d is empty", n, binding, binding);
     } else if (!has_interface(name)) {

@@ -9,8 +9,8 @@ namespace {
 
 constexpr const char* log_files[] = {"/var/log/syslog", "/var/log/messages", "/var/log/user.log"};
 constexpr const char* log_commands[] = {"journalctl --quiet --no-pager --lines=500 --identifier=Dashboard", "logread"};
-constexpr size_t log_end = 256 * 1024; // bytes
-constexpr int longest_reading = 3;     // seconds
+constexpr size_t log_end = 1 << 18; // bytes
+constexpr int longest_reading = 3;  // seconds
 
 } // namespace
 

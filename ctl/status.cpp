@@ -151,7 +151,7 @@ std::string module_state_text(const status_look& status, size_t module) {
     if (look.watched) {
         return look.watched_for >= 0 ? "watched " + age_text(look.watched_for) : "watched";
     }
-    return look.view > 0 && look.view != unset_item ? "asked for" : "on";
+    return look.view > 0 ? "asked for" : "on";
 }
 
 const char* verdict_text(int verdict) {

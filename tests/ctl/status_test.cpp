@@ -164,7 +164,7 @@ TEST(StatusText, FitsANarrowTerminal) {
         EXPECT_LE(end - start, 44U) << text.substr(start, end - start);
         start = end + 1;
     }
-    EXPECT_THAT(text, HasSubstr("  - 2 threads live instead of 3: it is starting,\n    or ending itself\n"));
+    EXPECT_THAT(text, HasSubstr("  - 2 threads live instead of 3: it is\n    starting, or ending itself\n"));
     EXPECT_THAT(text, Not(HasSubstr("SIZE")));
 }
 
