@@ -10,9 +10,15 @@ namespace dashboard {
 
 namespace {
 
-/// What counts is what the daemon finds, not what the administrator's shell does.
+/// What counts is what the daemon finds, not what the administrator's shell does: without a daemon, what it would find
+/// where its own folder of tools is installed.
 void take_path_of(const daemon_look& daemon) {
-    const std::string path = daemon.pid != 0 ? variable_of(daemon.pid, "PATH") : "";
+    constexpr char own_tools[] = "/usr/lib/dashboard/bin";
+    const char* const shell_path = getenv("PATH");
+    std::string path = daemon.pid != 0 ? variable_of(daemon.pid, "PATH") : "";
+    if (path.empty() && !names_in(own_tools).empty()) {
+        path = text_of("%s:%s", own_tools, shell_path != nullptr ? shell_path : "/usr/sbin:/usr/bin:/sbin:/bin");
+    }
     if (!path.empty()) {
         setenv("PATH", path.c_str(), 1);
     }
