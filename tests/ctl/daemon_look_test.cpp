@@ -1,0 +1,118 @@
+#include "ctl/daemon_look.h"
+
+#include "base/dashboard_version.h"
+#include "tests/support/world.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <fcntl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace dashboard {
+namespace {
+
+using ::testing::Contains;
+using testing::test_world;
+
+// A process that holds the lock of the PID file until it is ended.
+class lock_holder {
+public:
+    lock_holder() {
+        int ready[2];
+        EXPECT_EQ(pipe(ready), 0);
+        child = fork();
+        if (child == 0) {
+            const int file = open(pid_lock_file, O_RDWR);
+            const bool locked = file >= 0 && ::lockf(file, F_TLOCK, 0) == 0;
+            const char answer = locked ? '1' : '0';
+            (void)!write(ready[1], &answer, 1);
+            for (;;) {
+                pause();
+            }
+        }
+        char answer = '0';
+        EXPECT_EQ(read(ready[0], &answer, 1), 1);
+        EXPECT_EQ(answer, '1');
+        close(ready[0]);
+        close(ready[1]);
+    }
+    ~lock_holder() { end(); }
+    void end() {
+        if (child > 0) {
+            kill(child, SIGKILL);
+            waitpid(child, nullptr, 0);
+        }
+        child = 0;
+    }
+    pid_t child = 0;
+};
+
+TEST(DaemonLook, FindsTheHolderOfTheLockWhateverTheFileSays) {
+    test_world world;
+    world.file(pid_lock_file, "1\n99\n");
+    const lock_holder holder;
+    const daemon_look look = look_at_daemon();
+    EXPECT_EQ(look.lock, lock_state::held);
+    EXPECT_EQ(look.pid, holder.child);
+    EXPECT_EQ(look.noted, 1);
+    EXPECT_EQ(look.process.threads, 1);
+    EXPECT_EQ(look.process.parent, getpid());
+    EXPECT_LT(look.process.age, 60);
+}
+
+TEST(DaemonLook, SeesThatALockIsStale) {
+    test_world world;
+    world.file(pid_lock_file, "4194303\n");
+    lock_holder holder;
+    holder.end();
+    const daemon_look look = look_at_daemon();
+    EXPECT_EQ(look.lock, lock_state::stale);
+    EXPECT_EQ(look.noted, 4194303);
+}
+
+TEST(DaemonLook, SeesThatThereIsNoPidFile) {
+    test_world world;
+    EXPECT_EQ(look_at_daemon().lock, lock_state::no_file);
+    EXPECT_EQ(look_at_daemon().noted, 0);
+}
+
+TEST(DaemonLook, CannotTellWhenItMayNotRead) {
+    test_world world;
+    world.file(pid_lock_file, "1\n");
+    world.fail("open", EACCES, "dashboard_daemon.pid");
+    EXPECT_EQ(look_at_daemon().lock, lock_state::unreadable);
+}
+
+TEST(ProcessLook, KnowsThisProcess) {
+    process_look look;
+    ASSERT_TRUE(look_at_process(getpid(), look));
+    EXPECT_EQ(look.parent, getppid());
+    EXPECT_FALSE(look_at_process(0, look));
+    EXPECT_FALSE(look_at_process(0x7fffffff, look));
+    EXPECT_THAT(find_processes({look.name}), Contains(getpid()));
+}
+
+TEST(Version, IsInTheDaemon) {
+    EXPECT_EQ(version_in(DASHBOARD_EXECUTABLE), version_of_dashboard());
+    EXPECT_EQ(version_in("/nowhere"), "");
+}
+
+TEST(Version, StandsBehindItsMark) {
+    using namespace std::string_literals;
+    EXPECT_EQ(find_version("\x7f"
+                           "ELF\0@(#)dashboard 2.3.4\0more"s),
+              "2.3.4");
+    EXPECT_EQ(find_version("@(#)dashboard without an end"), "");
+    EXPECT_EQ(find_version("nothing"), "");
+}
+
+TEST(Variables, AreReadFromAProcess) {
+    EXPECT_NE(variable_of(getpid(), "PATH"), "");
+    EXPECT_EQ(variable_of(getpid(), "PAT"), "");
+}
+
+} // namespace
+} // namespace dashboard
