@@ -72,8 +72,3 @@ build_needs=(cmake:cmake ninja:ninja-build g++:g++ /usr/include/stdlib.h:libc6-d
 # What is installed, without the tests.
 # shellcheck disable=SC2034 # used by the scripts that read this file
 shipped_targets=(dashboard csman utils csmanctl)
-
-# What the router in a box needs on top: its emulator, the compiler and what puts its image together.
-# shellcheck disable=SC2034 # used by the scripts that read this file
-router_needs=(qemu-system-mipsel:qemu-system-mips qemu-mipsel:qemu-user mipsel-linux-gnu-g++:g++-mipsel-linux-gnu
-    cpio:cpio depmod:kmod dpkg-deb:dpkg)
