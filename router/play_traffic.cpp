@@ -14,6 +14,7 @@
 #include <cerrno>
 #include <net/if.h>
 #include <netinet/in.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -25,12 +26,13 @@ constexpr char help_text[] =
     "\n"
     "  quiet    a hundredth of KBITS kbit/s\n"
     "  lively   rises and falls between next to nothing and KBITS, differently on each link, with some open sockets\n"
-    "  known    1 Mbit/s on every link, whatever KBITS says: 100 frames of 1250 bytes a second\n";
+    "  known    1 Mbit/s on every link, whatever KBITS says\n"
+    "A frame is as long as the interface takes it.\n";
 
 constexpr int ticks_per_second = 20;
-constexpr double frame_size = 1250;
-// Behind the Ethernet, IP and UDP headers.
-constexpr size_t payload_size = 1250 - 14 - 20 - 8;
+constexpr size_t ethernet_header = 14;
+constexpr size_t ip_and_udp_header = 20 + 8;
+constexpr size_t largest_mtu = 9000;
 constexpr uint16_t discard_port = 9;
 // A machine that was held up sends what it has missed, but not more than this.
 constexpr double longest_hold_up = 2;
@@ -41,6 +43,7 @@ struct traffic_link {
     std::string interface;
     sockaddr_in peer = {};
     double bytes_per_second = 0; // at most
+    size_t payload = 0;          // bytes in a datagram
     int fd = -1;
     double next_try = 0;
     double credit = 0; // bytes that are due
@@ -77,13 +80,24 @@ bool open_discard_port() {
     return fd >= 0 && bind(fd, reinterpret_cast<const sockaddr*>(&any), sizeof any) == 0;
 }
 
-int open_link(const traffic_link& link) {
+/// The longest payload that an interface takes in one frame; 0: no such interface.
+size_t longest_payload(int fd, const std::string& interface) {
+    ifreq request = {};
+    memcpy(request.ifr_name, interface.c_str(), interface.size());
+    if (ioctl(fd, SIOCGIFMTU, &request) != 0 || request.ifr_mtu < 128) {
+        return 0;
+    }
+    return std::min(static_cast<size_t>(request.ifr_mtu), largest_mtu) - ip_and_udp_header;
+}
+
+int open_link(traffic_link& link) {
     const int fd = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
     if (fd < 0) {
         return -1;
     }
+    link.payload = longest_payload(fd, link.interface);
     const auto length = static_cast<socklen_t>(link.interface.size());
-    if (setsockopt(fd, SOL_SOCKET, SO_BINDTODEVICE, link.interface.c_str(), length) == 0 &&
+    if (link.payload > 0 && setsockopt(fd, SOL_SOCKET, SO_BINDTODEVICE, link.interface.c_str(), length) == 0 &&
         connect(fd, reinterpret_cast<const sockaddr*>(&link.peer), sizeof link.peer) == 0) {
         return fd;
     }
@@ -91,7 +105,7 @@ int open_link(const traffic_link& link) {
     return -1;
 }
 
-/// The share of a link's rate at a time: two waves of the link's own, and now and then a pause.
+/// The share of a link's rate at a time: two waves of the link's own.
 double lively_share(size_t which, double seconds) {
     const double slow = std::sin(seconds / (9 + static_cast<double>(which)) + static_cast<double>(which));
     const double fast = std::sin(seconds / 2.3 + 2 * static_cast<double>(which));
@@ -112,9 +126,10 @@ double rate(const traffic_link& link, size_t which, pattern shape, double second
 
 /// False when the link is gone: its socket is of no use any more.
 bool send_due(traffic_link& link) {
-    static const char payload[payload_size] = {};
-    for (; link.credit >= frame_size; link.credit -= frame_size) {
-        if (send(link.fd, payload, sizeof payload, MSG_NOSIGNAL) < 0 &&
+    static const char payload[largest_mtu] = {};
+    const auto frame = static_cast<double>(ethernet_header + ip_and_udp_header + link.payload);
+    for (; link.credit >= frame; link.credit -= frame) {
+        if (send(link.fd, payload, link.payload, MSG_NOSIGNAL) < 0 &&
             (errno == ENODEV || errno == ENXIO || errno == ENETUNREACH || errno == ENETDOWN || errno == EHOSTUNREACH)) {
             return false;
         }
