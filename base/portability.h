@@ -7,6 +7,7 @@
 #include <csignal>
 #include <cstddef>
 #include <cstdio>
+#include <cstring>
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/mman.h>
@@ -50,6 +51,22 @@ inline FILE* open_pipe(const char* command) {
     }
     return pipe;
 }
+
+/// The words for an error number, as `error_text(errno).words`; they live in the object. uClibc's strerror has one
+/// buffer for all threads: the words of one worker would appear in the message of another.
+struct error_text {
+    explicit error_text(int error) : words(found(strerror_r(error, buffer, sizeof buffer))) {}
+    error_text(const error_text&) = delete;
+    error_text& operator=(const error_text&) = delete;
+
+    char buffer[64]; // filled before `words` is known
+    const char* words;
+
+private:
+    // strerror_r is GNU's, which answers the words, or POSIX's, which answers a number and always fills the buffer.
+    static const char* found(const char* gnu) { return gnu; }
+    const char* found(int) const { return buffer; }
+};
 
 /// Large pages. Where the kernel hands them out unasked, one would hold the blocks of many access points, and all
 /// their memory would be taken for one of them. Kernels without them refuse the advice.

@@ -4,6 +4,7 @@
 // bench_cycles WARM COUNTED: runs WARM cycles, then COUNTED ones in which callgrind counts; prints the memory that is
 // resident after each.
 #include "core/dashboard_query.h"
+#include "core/dashboard_registry.h"
 #include "core/dashboard_server.h"
 #include "platform/csman.h"
 

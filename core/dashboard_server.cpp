@@ -3,6 +3,7 @@
 #include "base/dashboard_log.h"
 #include "base/wall_clock.h"
 #include "core/dashboard_flags.h"
+#include "core/dashboard_registry.h"
 #include "platform/csman.h"
 #include "probes/dashboard_netdev.h"
 

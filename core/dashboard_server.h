@@ -3,7 +3,6 @@
 #define CORE_DASHBOARD_SERVER_H
 
 #include "base/dashboard_wait.h"
-#include "core/dashboard_registry.h"
 
 #include <cstdint>
 

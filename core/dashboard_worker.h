@@ -4,6 +4,8 @@
 
 #include "base/dashboard_mutex.h"
 
+#include <pthread.h>
+
 namespace dashboard {
 
 /// One worker. `work` is called once on the new thread, which detaches itself and may be cancelled at any instruction.

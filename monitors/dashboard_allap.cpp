@@ -60,11 +60,11 @@ constexpr monitor_description about = {
          "/tmp/dashboard/aptraffic_allap_sec.xml", "/usr/www/aptraffic_allap_sec.xml"},
         // Deliberate: the min document looks after the sec document's link and never gets one of its own.
         {"xml_allap_traffic_min", "/tmp/dashboard/aptraffic_allap_min_tmp.xml",
-         "/tmp/dashboard/aptraffic_allap_min.xml", "/usr/www/aptraffic_allap_sec.xml", warn_open_failure,
+         "/tmp/dashboard/aptraffic_allap_min.xml", "/usr/www/aptraffic_allap_sec.xml",
          "/tmp/dashboard/aptraffic_allap_sec.xml"},
         // Deliberate: the hour link leads to a name that exists only while the hour document is being written.
         {"xml_allap_traffic_hour", "/tmp/dashboard/aptraffic_allap_hour_tmp.xml",
-         "/tmp/dashboard/aptraffic_allap_hour.xml", "/usr/www/aptraffic_allap_hour.xml", warn_open_failure,
+         "/tmp/dashboard/aptraffic_allap_hour.xml", "/usr/www/aptraffic_allap_hour.xml",
          "/tmp/dashboard/aptraffic_allap_hour_tmp.xml"},
     },
     "/usr/www/aptraffic_allap*",

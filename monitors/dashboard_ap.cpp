@@ -71,9 +71,9 @@ constexpr monitor_description about = {
     start_marker{8},
     {
         {"xml_ap_traffic_sec", "/tmp/dashboard/aptraffic_sec_%d_tmp.xml", "/tmp/dashboard/aptraffic_sec_%d.xml",
-         "/usr/www/aptraffic_sec_%d.xml", warn_with_leading_blank},
+         "/usr/www/aptraffic_sec_%d.xml", nullptr, warn_with_leading_blank},
         {"xml_ap_traffic_min", "/tmp/dashboard/aptraffic_min_%d_tmp.xml", "/tmp/dashboard/aptraffic_min_%d.xml",
-         "/usr/www/aptraffic_min_%d.xml", warn_with_leading_blank},
+         "/usr/www/aptraffic_min_%d.xml", nullptr, warn_with_leading_blank},
         {"xml_ap_traffic_hour", "/tmp/dashboard/aptraffic_hour_%d_tmp.xml", "/tmp/dashboard/aptraffic_hour_%d.xml",
          "/usr/www/aptraffic_hour_%d.xml"},
     },

@@ -45,9 +45,9 @@ constexpr monitor_description about = {
     start_marker{2},
     {
         {"xml_mem_usage_sec", "/tmp/dashboard/mem_usage_sec_tmp.xml", "/tmp/dashboard/mem_usage_sec_0.xml",
-         "/usr/www/mem_usage_sec_0.xml", warn_with_blank},
+         "/usr/www/mem_usage_sec_0.xml", nullptr, warn_with_blank},
         {"xml_mem_usage_min", "/tmp/dashboard/mem_usage_min_tmp.xml", "/tmp/dashboard/mem_usage_min_0.xml",
-         "/usr/www/mem_usage_min_0.xml", warn_with_blank},
+         "/usr/www/mem_usage_min_0.xml", nullptr, warn_with_blank},
         {"xml_mem_usage_hour", "/tmp/dashboard/mem_usage_hour_tmp.xml", "/tmp/dashboard/mem_usage_hour_0.xml",
          "/usr/www/mem_usage_hour_0.xml"},
     },

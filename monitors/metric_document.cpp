@@ -1,5 +1,6 @@
 #include "monitors/metric_document.h"
 
+#include "base/portability.h"
 #include "platform/utils.h"
 #include "probes/dashboard_sysinfo.h"
 
@@ -125,6 +126,14 @@ void put_formatted(text_writer& out, const char* format, va_list& arguments) {
     }
 }
 
+void report_open_failure(const document_names& names, const char* error) {
+    if (names.report != nullptr) {
+        names.report(names.writer, names.temporary, error);
+        return;
+    }
+    _warn(names.writer, __LINE__, "open file(%s) error(%s)!", names.temporary, error);
+}
+
 void put_index(char (&path)[64], const char* pattern, int32_t index) {
     const char* place = strstr(pattern, "%d");
     snprintf(path, sizeof path, "%.*s%d%s", static_cast<int>(place - pattern), pattern, index, place + 2);
@@ -133,21 +142,17 @@ void put_index(char (&path)[64], const char* pattern, int32_t index) {
 } // namespace
 
 indexed_names::indexed_names(const document_names& patterns, int32_t index)
-    : document_names{patterns.writer, temporary_path, published_path, link_path, patterns.report} {
+    : document_names{patterns.writer, temporary_path, published_path, link_path, nullptr, patterns.report} {
     put_index(temporary_path, patterns.temporary, index);
     put_index(published_path, patterns.published, index);
     put_index(link_path, patterns.link, index);
-}
-
-void warn_open_failure(const char* writer, const char* path, const char* error) {
-    _warn(writer, __LINE__, "open file(%s) error(%s)!", path, error);
 }
 
 bool open_document(metric_document& document, const document_names& names) {
     // Not blocking: a pipe that somebody planted there must not hold us up. A regular file does not care.
     document.fd = open(names.temporary, O_WRONLY | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0644);
     if (document.fd < 0) {
-        names.report(names.writer, names.temporary, strerror(errno));
+        report_open_failure(names, error_text(errno).words);
         return false;
     }
     return true;

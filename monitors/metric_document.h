@@ -12,17 +12,14 @@ namespace dashboard {
 /// Reports that a temporary file could not be opened, in the words of the writer's module.
 using open_failure_report = void (*)(const char* writer, const char* path, const char* error);
 
-/// "open file(%s) error(%s)!", the words of nearly every writer.
-void warn_open_failure(const char* writer, const char* path, const char* error);
-
 /// The names of one published file.
 struct document_names {
-    const char* writer;    // name of the function in messages
-    const char* temporary; // what is being written
-    const char* published; // what it is moved onto
-    const char* link;      // where the web server finds it
-    open_failure_report report = warn_open_failure;
-    const char* link_target = nullptr; // where the link leads, if not to the published file
+    const char* writer;                   // name of the function in messages
+    const char* temporary;                // what is being written
+    const char* published;                // what it is moved onto
+    const char* link;                     // where the web server finds it
+    const char* link_target = nullptr;    // where the link leads, if not to the published file
+    open_failure_report report = nullptr; // if the words are not "open file(%s) error(%s)!", as nearly everywhere
 };
 
 /// The names of one of several like files: those of `patterns` with the number `index` in the place of their "%d".

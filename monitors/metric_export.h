@@ -3,6 +3,7 @@
 #define MONITORS_METRIC_EXPORT_H
 
 #include "monitors/metric_document.h"
+#include "monitors/metric_series.h"
 #include "monitors/metric_store.h"
 #include "monitors/traffic_counters.h"
 

@@ -5,7 +5,6 @@
 #define MONITORS_METRIC_STORE_H
 
 #include "base/dashboard_log.h"
-#include "base/wall_clock.h"
 #include "base/zeroed_memory.h"
 #include "monitors/metric_document.h"
 #include "monitors/metric_series.h"

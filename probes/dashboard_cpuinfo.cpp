@@ -2,6 +2,7 @@
 
 #include "base/dashboard_log.h"
 #include "base/dashboard_mutex.h"
+#include "base/portability.h"
 #include "base/uncancellable.h"
 #include "probes/text_scan.h"
 #include "probes/text_source.h"
@@ -132,7 +133,7 @@ bool query_cpu() {
     cpu_info measurement{0, -1, {-1, -1, -1, -1}};
     tool_output tool;
     if (!open_tool(tool, mpstat_command)) {
-        _warn("query_cpu", __LINE__, "popen(mpstat -P ALL 1 2) failed(%s)!", strerror(errno));
+        _warn("query_cpu", __LINE__, "popen(mpstat -P ALL 1 2) failed(%s)!", error_text(errno).words);
         return true;
     }
     const bool printed = read_measurement(tool, measurement);

@@ -1,6 +1,7 @@
 #include "probes/dashboard_netdev.h"
 
 #include "base/dashboard_log.h"
+#include "base/portability.h"
 #include "probes/text_scan.h"
 #include "probes/text_source.h"
 #include "probes/tool_output.h"
@@ -97,7 +98,7 @@ bool is_alive_entry(int32_t i) {
 void main_netdev_info() {
     text_source source(open_for_reading(netdev_path));
     if (source.fd < 0) {
-        _warn("main_netdev_info", __LINE__, "fopen(/proc/net/dev) failed(%s)!", strerror(errno));
+        _warn("main_netdev_info", __LINE__, "fopen(/proc/net/dev) failed(%s)!", error_text(errno).words);
         return;
     }
     memset(netdev_table, 0, sizeof netdev_table);
@@ -108,7 +109,7 @@ void main_netdev_info() {
 void main_netdev_alive() {
     tool_output tool;
     if (!open_tool(tool, alive_command)) {
-        _warn("main_netdev_alive", __LINE__, "popen(%s) error(%s)!", alive_command, strerror(errno));
+        _warn("main_netdev_alive", __LINE__, "popen(%s) error(%s)!", alive_command, error_text(errno).words);
         return;
     }
     memset(alive_list, 0, sizeof alive_list);

@@ -1,6 +1,7 @@
 #include "probes/dashboard_sysinfo.h"
 
 #include "base/dashboard_log.h"
+#include "base/portability.h"
 #include "probes/text_scan.h"
 #include "probes/text_source.h"
 #include "probes/tool_output.h"
@@ -40,7 +41,7 @@ bool read_conntrack_max(unsigned long& max) {
     text_source source(open_for_reading(conntrack_path));
     if (source.fd < 0) {
         _warn("get_netsession_usage", __LINE__, "Cann't open /proc/sys/net/netfilter/nf_conntrack_max(%s)",
-              strerror(errno));
+              error_text(errno).words);
         return false;
     }
     const bool found = scan_unsigned(source, max) && max != 0;
@@ -51,7 +52,7 @@ bool read_conntrack_max(unsigned long& max) {
 bool count_socket_lines(unsigned long& lines) {
     tool_output tool;
     if (!open_tool(tool, netstat_command)) {
-        _warn("get_netsession_usage", __LINE__, "Cann't open (netstat -aunt | wc -l)(%s)", strerror(errno));
+        _warn("get_netsession_usage", __LINE__, "Cann't open (netstat -aunt | wc -l)(%s)", error_text(errno).words);
         return false;
     }
     const bool found = scan_unsigned(tool.text, lines);
@@ -75,7 +76,7 @@ int32_t core_of(const char* line) {
 int32_t get_mem_usage(int32_t mode) {
     text_source source(open_for_reading("/proc/meminfo"));
     if (source.fd < 0) {
-        _warn("get_mem_usage", __LINE__, "Cannot open /proc/meminfo: %s", strerror(errno));
+        _warn("get_mem_usage", __LINE__, "Cannot open /proc/meminfo: %s", error_text(errno).words);
         return -1;
     }
     unsigned long total = 0;
@@ -114,7 +115,7 @@ uint32_t get_netsession_usage() {
 int32_t get_proc_cpu_nr() {
     text_source source(open_for_reading(stat_path));
     if (source.fd < 0) {
-        _warn("get_proc_cpu_nr", __LINE__, "Cannot open %s: %s", stat_path, strerror(errno));
+        _warn("get_proc_cpu_nr", __LINE__, "Cannot open %s: %s", stat_path, error_text(errno).words);
         return 0;
     }
     int32_t largest = -1;

@@ -69,6 +69,12 @@ ensure() {
 # shellcheck disable=SC2034 # used by the scripts that read this file
 build_needs=(cmake:cmake ninja:ninja-build g++:g++ /usr/include/stdlib.h:libc6-dev)
 
+# What uClibc for MIPS is built with and from, besides.
+readonly uclibc_source=/usr/src/uClibc-ng-1.0.35.tar.xz
+# shellcheck disable=SC2034 # used by the scripts that read this file
+uclibc_needs=("${build_needs[@]}" make:make gcc:gcc xz:xz-utils "$uclibc_source:uclibc-source"
+    mips-linux-gnu-g++:g++-mips-linux-gnu)
+
 # What is installed, without the tests.
 # shellcheck disable=SC2034 # used by the scripts that read this file
 shipped_targets=(dashboard csman utils csmanctl)

@@ -1,7 +1,7 @@
 #include "tests/daemon/daemon_command.h"
+#include "tests/support/tested_programs.h"
 
 #include <cstdlib>
-#include <sstream>
 #include <stdexcept>
 #include <unistd.h>
 
@@ -9,17 +9,8 @@ namespace dashboard::testing {
 
 namespace {
 
-std::vector<std::string> words_of(const std::string& text) {
-    std::vector<std::string> words;
-    std::istringstream in(text);
-    for (std::string word; in >> word;) {
-        words.push_back(word);
-    }
-    return words;
-}
-
 std::vector<std::string> environment(const test_world& world) {
-    const std::string preload = DASHBOARD_PRELOAD_DIR;
+    const std::string preload = tested_file(DASHBOARD_PRELOAD_DIR);
     std::vector<std::string> variables = {
         "PATH=" + world.tools_folder(),
         "LC_ALL=C",
@@ -37,7 +28,7 @@ std::vector<std::string> environment(const test_world& world) {
 
 // The words in front of the daemon's own: the emulator's, which hands the environment on itself.
 std::vector<std::string> command_line(const std::vector<std::string>& words, std::vector<std::string>& variables) {
-    std::vector<std::string> line = words_of(DASHBOARD_EMULATOR);
+    std::vector<std::string> line = emulator_words();
     if (!line.empty()) {
         for (const std::string& variable : variables) {
             line.insert(line.end(), {"-E", variable});
@@ -45,7 +36,7 @@ std::vector<std::string> command_line(const std::vector<std::string>& words, std
         const char* const path = getenv("PATH");
         variables = {std::string("PATH=/usr/bin:/bin:") + (path == nullptr ? "" : path)};
     }
-    line.push_back(DASHBOARD_EXECUTABLE);
+    line.push_back(tested_file(DASHBOARD_EXECUTABLE));
     line.insert(line.end(), words.begin(), words.end());
     return line;
 }

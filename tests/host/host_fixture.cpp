@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 #include "platform/csman.h"
+#include "tests/support/tested_programs.h"
 
 namespace dashboard {
 namespace {
@@ -18,11 +19,8 @@ namespace {
 constexpr int not_started = 127;
 
 std::vector<std::string> tool_command() {
-    std::vector<std::string> words;
-    std::stringstream emulator(DASHBOARD_EMULATOR);
-    for (std::string word; emulator >> word;)
-        words.push_back(word);
-    words.emplace_back(CSMANCTL_EXECUTABLE);
+    std::vector<std::string> words = emulator_words();
+    words.push_back(tested_file(CSMANCTL_EXECUTABLE));
     return words;
 }
 

@@ -7,12 +7,17 @@
 
 #include <gmock/gmock.h>
 
+#include "tests/support/tested_programs.h"
+
 namespace dashboard {
 namespace {
 
 using testing::HasSubstr;
 using testing::Not;
 using names = std::set<std::string>;
+
+const std::string csman_library = tested_file(CSMAN_LIBRARY);
+const std::string utils_library = tested_file(UTILS_LIBRARY);
 
 std::string readelf(const std::string& options, const std::string& path) {
     FILE* output = popen((std::string(READELF) + " -W " + options + " '" + path + "'").c_str(), "r");
@@ -40,18 +45,18 @@ names offered(const std::string& path) {
 }
 
 TEST(Libraries, NamesCarryNoVersion) {
-    EXPECT_THAT(readelf("-d", CSMAN_LIBRARY), HasSubstr("Library soname: [libcsman.so]"));
-    EXPECT_THAT(readelf("-d", UTILS_LIBRARY), HasSubstr("Library soname: [libutils.so]"));
+    EXPECT_THAT(readelf("-d", csman_library), HasSubstr("Library soname: [libcsman.so]"));
+    EXPECT_THAT(readelf("-d", utils_library), HasSubstr("Library soname: [libutils.so]"));
 }
 
 TEST(Libraries, ShowTheInterfaceAndNothingElse) {
-    EXPECT_EQ(offered(CSMAN_LIBRARY),
+    EXPECT_EQ(offered(csman_library),
               (names{"close_csman", "open_csman", "read_csman", "read_csman_int", "write_csman_int"}));
-    EXPECT_EQ(offered(UTILS_LIBRARY), names{"_exec_cmd"});
+    EXPECT_EQ(offered(utils_library), names{"_exec_cmd"});
 }
 
 TEST(Libraries, CarryNoLibraryPathAndNeedNoCxxLibrary) {
-    for (const char* path : {CSMAN_LIBRARY, UTILS_LIBRARY}) {
+    for (const std::string& path : {csman_library, utils_library}) {
         const std::string dynamic = readelf("-d", path);
         EXPECT_THAT(dynamic, Not(HasSubstr("RUNPATH")));
         EXPECT_THAT(dynamic, Not(HasSubstr("RPATH")));

@@ -27,6 +27,10 @@ int open_inside(Open real, const char* path, int flags, mode_t mode) {
     return real(inside_path(path, buffer), flags, mode);
 }
 
+#ifndef O_TMPFILE
+#define O_TMPFILE 0 // uClibc: what its programs cannot ask for has no mode either
+#endif
+
 mode_t mode_argument(int flags, va_list arguments) {
     return (flags & (O_CREAT | O_TMPFILE)) != 0 ? va_arg(arguments, mode_t) : mode_t{0};
 }

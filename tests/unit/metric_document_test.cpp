@@ -208,7 +208,7 @@ TEST_F(Document, IsLinkedThroughTheRunnerInTheCallersName) {
 }
 
 TEST_F(Document, LinkLeadsElsewhereWhereItsRowSaysSo) {
-    constexpr document_names astray = {"xml_some_sec", temporary, final_file, link_path, warn_open_failure, temporary};
+    constexpr document_names astray = {"xml_some_sec", temporary, final_file, link_path, temporary};
     metric_document document;
     ASSERT_TRUE(open_document(document, astray));
     publish(document, astray, "dashboard_some");
