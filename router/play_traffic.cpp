@@ -225,5 +225,7 @@ int main(int count, char** values) {
         fprintf(stderr, "play_traffic: can't open the discard port: %s\n", strerror(errno));
         return 1;
     }
+    // Users are nobody of the router's own: they get what its programs leave.
+    [[maybe_unused]] const int niceness = nice(10);
     play(links, shape);
 }
