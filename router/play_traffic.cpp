@@ -34,8 +34,10 @@ constexpr size_t ethernet_header = 14;
 constexpr size_t ip_and_udp_header = 20 + 8;
 constexpr size_t largest_mtu = 9000;
 constexpr uint16_t discard_port = 9;
-// A machine that was held up sends what it has missed, but not more than this.
-constexpr double longest_hold_up = 2;
+// A machine that was held up sends what it has missed, but not for more seconds than this, and not all at once: seconds
+// of a link's rate that one tick may send.
+constexpr double longest_hold_up = 60;
+constexpr double most_at_once = 0.25;
 
 enum class pattern { quiet, lively, known };
 
@@ -112,7 +114,7 @@ double lively_share(size_t which, double seconds) {
     return std::clamp(0.45 + 0.45 * slow + 0.1 * fast, 0.01, 1.0);
 }
 
-double rate(const traffic_link& link, size_t which, pattern shape, double seconds) {
+double current_rate(const traffic_link& link, size_t which, pattern shape, double seconds) {
     switch (shape) {
     case pattern::known:
         return 1e6 / 8;
@@ -124,20 +126,20 @@ double rate(const traffic_link& link, size_t which, pattern shape, double second
     return link.bytes_per_second * lively_share(which, seconds);
 }
 
-/// False when the link is gone: its socket is of no use any more.
-bool send_due(traffic_link& link) {
+/// Sends what is due, but not more than `most` bytes. False when the link is gone: its socket is of no use any more.
+bool send_due(traffic_link& link, double most) {
     static const char payload[largest_mtu] = {};
     const auto frame = static_cast<double>(ethernet_header + ip_and_udp_header + link.payload);
-    for (; link.credit >= frame; link.credit -= frame) {
-        if (send(link.fd, payload, link.payload, MSG_NOSIGNAL) < 0 &&
-            (errno == ENODEV || errno == ENXIO || errno == ENETUNREACH || errno == ENETDOWN || errno == EHOSTUNREACH)) {
-            return false;
+    for (double sent = 0; link.credit >= frame && sent <= most; sent += frame, link.credit -= frame) {
+        if (send(link.fd, payload, link.payload, MSG_NOSIGNAL) < 0) {
+            return errno == EAGAIN || errno == ENOBUFS || errno == ENOMEM;
         }
     }
     return true;
 }
 
-void drive(traffic_link& link, double bytes, double seconds) {
+/// One tick of a link whose rate is `rate` bytes a second and which has gone on for `passed` seconds.
+void drive(traffic_link& link, double rate, double passed, double seconds) {
     if (link.fd < 0 && seconds >= link.next_try) {
         link.fd = open_link(link);
         link.next_try = seconds + 1;
@@ -146,8 +148,8 @@ void drive(traffic_link& link, double bytes, double seconds) {
     if (link.fd < 0) {
         return;
     }
-    link.credit += bytes;
-    if (!send_due(link)) {
+    link.credit += rate * passed;
+    if (!send_due(link, rate * most_at_once)) {
         close(link.fd);
         link.fd = -1;
     }
@@ -193,7 +195,7 @@ void wait_for_tick(timespec& next) {
         const double passed = std::min(seconds - last, longest_hold_up);
         last = seconds;
         for (size_t which = 0; which < links.size(); ++which) {
-            drive(links[which], rate(links[which], which, shape, seconds) * passed, seconds);
+            drive(links[which], current_rate(links[which], which, shape, seconds), passed, seconds);
         }
         if (shape == pattern::lively) {
             keep_open(sockets, static_cast<size_t>(40 + 30 * std::sin(seconds / 20)));
