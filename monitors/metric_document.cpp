@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <cstring>
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace dashboard {
@@ -139,6 +140,20 @@ void put_index(char (&path)[64], const char* pattern, int32_t index) {
     snprintf(path, sizeof path, "%.*s%d%s", static_cast<int>(place - pattern), pattern, index, place + 2);
 }
 
+/// Returns -1 with errno for anything but a regular file. The folder is writable for others, who may have planted a
+/// link, a pipe or a device there: a pipe without a reader fails by itself, one with a reader, which might stop
+/// reading, must look the same.
+int open_regular(const char* path) {
+    const int fd = open(path, O_WRONLY | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0644);
+    struct stat about {};
+    if (fd < 0 || (fstat(fd, &about) == 0 && S_ISREG(about.st_mode))) {
+        return fd;
+    }
+    close(fd);
+    errno = ENXIO;
+    return -1;
+}
+
 } // namespace
 
 indexed_names::indexed_names(const document_names& patterns, int32_t index)
@@ -149,8 +164,7 @@ indexed_names::indexed_names(const document_names& patterns, int32_t index)
 }
 
 bool open_document(metric_document& document, const document_names& names) {
-    // Not blocking: a pipe that somebody planted there must not hold us up. A regular file does not care.
-    document.fd = open(names.temporary, O_WRONLY | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0644);
+    document.fd = open_regular(names.temporary);
     if (document.fd < 0) {
         report_open_failure(names, error_text(errno).words);
         return false;

@@ -44,7 +44,8 @@ struct metric_document {
 };
 
 /// Opens the temporary file, created with mode 0644 less the umask and not truncated. Returns false with a warning
-/// when it cannot be opened; a link or a pipe in its place counts as that.
+/// when it cannot be opened, or is not a regular file: a link, a folder, a pipe whether or not somebody reads it, a
+/// socket, a device.
 bool open_document(metric_document& document, const document_names& names);
 
 /// Adds a fixed text shorter than `longest_text`.

@@ -59,6 +59,13 @@ int new_file(const std::string& path) {
     return open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_CLOEXEC, 0600);
 }
 
+void fill(int pipe) {
+    fcntl(pipe, F_SETFL, O_NONBLOCK);
+    while (write(pipe, "x", 1) == 1) {
+    }
+    fcntl(pipe, F_SETFL, 0);
+}
+
 std::optional<int> reap_one(pid_t pid) {
     int status = 0;
     if (waitpid(pid, &status, WNOHANG) == pid) {
@@ -115,6 +122,9 @@ daemon_process::daemon_process(test_world& the_world, const std::vector<std::str
         throw std::runtime_error("no pipe");
     }
     pipe_end = ends[0];
+    if (output == console::full_pipe) {
+        fill(ends[1]);
+    }
     start(words, ends[1]);
 }
 

@@ -15,8 +15,8 @@
 
 namespace dashboard::testing {
 
-// Where the daemon's standard output goes: a file, or a pipe that the test reads.
-enum class console { file, pipe };
+// Where the daemon's standard output goes: a file, a pipe that the test reads, or one that is full already.
+enum class console { file, pipe, full_pipe };
 
 // One run of the built daemon. Starts it; ends it, whatever state it is in, with its own end. What it has published at
 // its end, and after every minute that it lived, must be what the schemas say, or the test fails.
@@ -59,7 +59,7 @@ public:
     std::string output() const;
     std::vector<std::string> output_lines() const;
     std::string errors() const;
-    // Read end of its standard output, with console::pipe.
+    // Read end of its standard output, when that is a pipe.
     int output_pipe() const { return pipe_end; }
 
 private:

@@ -3,13 +3,16 @@
 
 #include <gmock/gmock.h>
 
+#include <csignal>
 #include <fcntl.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
 namespace dashboard::testing {
 namespace {
 
 using ::testing::EndsWith;
+using ::testing::HasSubstr;
 
 using log_mode_item = modules;
 
@@ -53,6 +56,56 @@ TEST_F(log_mode_item, LinesReachAPipeOneByOne) {
     char text[4096] = {};
     EXPECT_GT(read(daemon.output_pipe(), text, sizeof text - 1), 0);
     EXPECT_THAT(without_line_numbers(text), EndsWith("log[term_monitor_cb]: term_mc idx=10\n"));
+}
+
+// Somebody started it with its output in a pipe and went to lunch. LAN has a message every second, and no bridge.
+class nobody_listens : public modules {
+protected:
+    nobody_listens() {
+        world.csman.set(wan_module.enable, 1);
+        world.csman.set(lan_module.enable, 1);
+    }
+
+    // Lives through two minutes in which a viewer looks at WAN.
+    void expect_a_usual_life(daemon_process& daemon) {
+        for (int i = 0; i < 120; ++i) {
+            world.csman.set(wan_module.view, 1);
+            ASSERT_TRUE(daemon.run_one_second()) << i;
+        }
+        EXPECT_THAT(world.read("/tmp/dashboard/wan_traffic_sec_0.xml"), HasSubstr(time_line(world.clock.now())));
+        daemon.signal(SIGHUP);
+        ASSERT_TRUE(daemon.run_for(60));
+        daemon.signal(SIGTERM);
+        EXPECT_EQ(daemon.wait_for_exit(), 255);
+    }
+};
+
+TEST_F(nobody_listens, AFullPipeCostsLinesAndNothingElse) {
+    daemon_process daemon(world, {"logc"}, console::pipe);
+    fcntl(daemon.output_pipe(), F_SETPIPE_SZ, 4096);
+    expect_a_usual_life(daemon);
+}
+
+TEST_F(nobody_listens, APipeThatIsFullFromTheStartDoesNotKeepItFromStarting) {
+    daemon_process daemon(world, {"logc"}, console::full_pipe);
+    ASSERT_TRUE(daemon.run_for(3));
+    EXPECT_EQ(daemon.parent_status(), 0);
+    expect_a_usual_life(daemon);
+}
+
+TEST_F(nobody_listens, AFullSystemLogCostsMessagesAndNothingElse) {
+    world.idle_system_log(SOCK_DGRAM);
+    daemon_process daemon(world, {"logs"});
+    expect_a_usual_life(daemon);
+    EXPECT_LT(world.syslog_lines().size(), 100u);
+}
+
+TEST_F(nobody_listens, ASystemLogThatDoesNotReadItsConnectionsCostsMessagesAndNothingElse) {
+    world.idle_system_log(SOCK_STREAM);
+    daemon_process daemon(world, {"logs"});
+    ASSERT_TRUE(daemon.run_for(600));
+    EXPECT_LT(world.syslog_lines().size(), 500u);
+    expect_a_usual_life(daemon);
 }
 
 } // namespace

@@ -167,6 +167,13 @@ int sleep_until(world_state* world, int64_t deadline, bool polling, int64_t* res
     return how == wake::interrupted ? EINTR : 0;
 }
 
+void take_time(world_state* world, int64_t ns) {
+    const int64_t deadline = monotonic_now(world) + ns;
+    int64_t rest = 0;
+    while (sleep_until(world, deadline, false, &rest) != 0) {
+    }
+}
+
 } // namespace dashboard::testing
 
 using namespace dashboard::testing;

@@ -1,4 +1,4 @@
-// Tools that the process under test runs, its system log, and the rest of the calls that a test wants to see or spoil.
+// Tools that the process under test runs, and the rest of the calls that a test wants to see or spoil.
 #undef _FILE_OFFSET_BITS
 #undef _TIME_BITS
 #undef _FORTIFY_SOURCE
@@ -10,11 +10,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <sys/mman.h>
-#include <syslog.h>
 #include <unistd.h>
-
-// The formats of syslog are the caller's.
-#pragma GCC diagnostic ignored "-Wformat-nonliteral"
 
 using namespace dashboard::testing;
 
@@ -41,15 +37,7 @@ void wait_for_tool(world_state* world, int descriptor) {
     if (delay == 0) {
         return;
     }
-    int64_t now;
-    {
-        const world_lock lock(world);
-        now = world->monotonic;
-    }
-    const int64_t deadline = now + delay * int64_t{1'000'000};
-    int64_t rest = 0;
-    while (sleep_until(world, deadline, false, &rest) != 0) {
-    }
+    take_time(world, delay * int64_t{1'000'000});
 }
 
 void mark_reading(uint32_t value) {
@@ -75,12 +63,6 @@ ssize_t read_inside(Read read_on, int descriptor) {
     const ssize_t result = read_on();
     mark_reading(0);
     return result;
-}
-
-void record_syslog(int priority, const char* format, va_list arguments) {
-    char text[512];
-    vsnprintf(text, sizeof text, format, arguments);
-    record("syslog", "%d %s", priority, text);
 }
 
 } // namespace
@@ -133,58 +115,6 @@ INTERPOSE(int, lockf64, int descriptor, int command, long long length) {
         return -1;
     }
     return REAL(int (*)(int, int, long long), lockf64)(descriptor, command, length);
-}
-
-INTERPOSE(unsigned, alarm, unsigned seconds) {
-    record("alarm", "%u", seconds);
-    return REAL(unsigned (*)(unsigned), alarm)(seconds);
-}
-
-// The system log of the machine that runs the tests hears nothing.
-INTERPOSE(void, openlog, const char* ident, int options, int facility) {
-    if (current_world() == nullptr) {
-        REAL(void (*)(const char*, int, int), openlog)(ident, options, facility);
-        return;
-    }
-    record("openlog", "%s %d %d", ident, options, facility);
-}
-
-INTERPOSE(void, closelog, void) {
-    if (current_world() == nullptr) {
-        REAL(void (*)(), closelog)();
-        return;
-    }
-    record("closelog", "%s", "");
-}
-
-INTERPOSE(int, setlogmask, int mask) {
-    if (current_world() == nullptr) {
-        return REAL(int (*)(int), setlogmask)(mask);
-    }
-    record("setlogmask", "%d", mask);
-    return 0xff;
-}
-
-INTERPOSE(void, vsyslog, int priority, const char* format, va_list arguments) {
-    if (current_world() == nullptr) {
-        REAL(void (*)(int, const char*, va_list), vsyslog)(priority, format, arguments);
-        return;
-    }
-    record_syslog(priority, format, arguments);
-}
-
-INTERPOSE(void, syslog, int priority, const char* format, ...) {
-    va_list arguments;
-    va_start(arguments, format);
-    world_vsyslog(priority, format, arguments);
-    va_end(arguments);
-}
-
-INTERPOSE(void, __syslog_chk, int priority, int, const char* format, ...) {
-    va_list arguments;
-    va_start(arguments, format);
-    world_vsyslog(priority, format, arguments);
-    va_end(arguments);
 }
 
 // The kernel's memory runs out on request, and the newest block of it is known: a module's store, of which no document

@@ -164,6 +164,9 @@ test_world::~test_world() {
         world_attach(nullptr);
     }
     setenv("PATH", old_path.c_str(), 1);
+    if (log_socket >= 0) {
+        close(log_socket);
+    }
     end_hanging_tools();
     munmap(shared, sizeof(world_state));
     std::error_code ignored;

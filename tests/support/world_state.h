@@ -72,6 +72,7 @@ struct csman_state {
     uint32_t open_blocks;  // 1: open never returns
     uint32_t close_blocks; // 1: close never returns
     uint32_t quiet;        // 1: calls are not recorded
+    int64_t close_ns;      // how long a close takes
     csman_row rows[256];
 };
 
@@ -93,8 +94,10 @@ struct world_state {
     int32_t parent_id;        // what getppid answers
     uint32_t driver;          // process id of the test that moves the clock; 0: nobody
     uint32_t exit_noted;      // 1 + its exit status once it is about to end
-    char root[256];           // folder that stands for "/"
-    char hung[256];           // folder where a tool that hangs leaves its process id
+    uint32_t syslog_blocks;   // 1: syslog never returns
+    uint32_t pad;
+    char root[256]; // folder that stands for "/"
+    char hung[256]; // folder where a tool that hangs leaves its process id
     thread_row threads[max_threads];
     failure_rule failures[max_failures];
     slow_tool slow_tools[max_slow_tools];

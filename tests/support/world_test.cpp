@@ -15,6 +15,7 @@
 #include <pthread.h>
 #include <sys/mman.h>
 #include <sys/prctl.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/time.h>
 #include <sys/times.h>
@@ -218,6 +219,24 @@ TEST(World, SystemLogIsTheTests) {
     EXPECT_THAT(world.calls("setlogmask"), ElementsAre("127"));
     EXPECT_THAT(world.calls("syslog"), ElementsAre("5 a line"));
     EXPECT_THAT(world.syslog_lines(), ElementsAre("a line"));
+}
+
+TEST(World, SystemLogMayQueueWhatNobodyTakes) {
+    test_world world;
+    world.idle_system_log(SOCK_DGRAM);
+    syslog(LOG_NOTICE, "%s", "first");
+    syslog(LOG_NOTICE, "%s", "second");
+    EXPECT_THAT(world.syslog_lines(), ElementsAre("first", "second"));
+    EXPECT_THAT(world.read_system_log(), ElementsAre("first", "second"));
+    EXPECT_THAT(world.read_system_log(), ::testing::IsEmpty());
+}
+
+TEST(World, StoreMayTakeItsTimeToClose) {
+    test_world world;
+    const int64_t before = world.clock.monotonic_ns();
+    world.csman.slow_close(1.5);
+    EXPECT_EQ(close_csman(open_csman(0, 0)), 0);
+    EXPECT_EQ(world.clock.monotonic_ns() - before, 1'500'000'000);
 }
 
 volatile sig_atomic_t hangups = 0;
