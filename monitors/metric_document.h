@@ -51,8 +51,8 @@ bool open_document(metric_document& document, const document_names& names);
 /// Adds a fixed text shorter than `longest_text`.
 void document_text(metric_document& document, const char* text);
 
-/// Adds a formatted text. One of 384 characters or more is left out, never cut. Of printf's conversions the documents
-/// have %d %u %ld %llu %s and %.64s; a text with any other is left out too.
+/// Adds a formatted text. One of 384 characters or more is left out, never cut; the format itself is shorter. Of
+/// printf's conversions the documents have %d %u %ld %llu %s and %.64s; a text with any other is left out too.
 void document_printf(metric_document& document, const char* format, ...) __attribute__((format(printf, 2, 3)));
 
 /// The two lines that begin every XML snapshot, and the one that ends it.

@@ -36,6 +36,12 @@ int64_t wall_now(world_state* world) {
     return world->monotonic + world->wall_offset;
 }
 
+// What time() goes by.
+int64_t coarse_now(world_state* world) {
+    const world_lock lock(world);
+    return world->monotonic + world->wall_offset - world->time_lag;
+}
+
 int64_t nanoseconds(const timespec& time) {
     return int64_t{time.tv_sec} * ns_per_second + time.tv_nsec;
 }
@@ -188,7 +194,7 @@ INTERPOSE(time_t, time, time_t* out) {
     if (world == nullptr) {
         return REAL(time_t(*)(time_t*), time)(out);
     }
-    const auto now = static_cast<time_t>(wall_now(world) / ns_per_second);
+    const auto now = static_cast<time_t>(coarse_now(world) / ns_per_second);
     if (out != nullptr) {
         *out = now;
     }

@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <poll.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -65,6 +66,20 @@ ssize_t read_inside(Read read_on, int descriptor) {
     return result;
 }
 
+// Waiting for a tool's output is reading it.
+template <class Poll>
+int poll_inside(Poll poll_on, const pollfd* descriptors, nfds_t count, int timeout) {
+    if (count != 1 || !tool_descriptor(descriptors[0].fd)) {
+        return poll_on();
+    }
+    record("poll", "%d %d", descriptors[0].events, timeout);
+    wait_for_tool(current_world(), descriptors[0].fd);
+    mark_reading(1);
+    const int result = poll_on();
+    mark_reading(0);
+    return result;
+}
+
 } // namespace
 
 INTERPOSE(FILE*, popen, const char* command, const char* mode) {
@@ -99,6 +114,16 @@ INTERPOSE(ssize_t, read, int descriptor, void* buffer, size_t size) {
 INTERPOSE(ssize_t, __read_chk, int descriptor, void* buffer, size_t size, size_t) {
     return read_inside([=] { return REAL(ssize_t(*)(int, void*, size_t), read)(descriptor, buffer, size); },
                        descriptor);
+}
+
+INTERPOSE(int, poll, pollfd* descriptors, nfds_t count, int timeout) {
+    return poll_inside([=] { return REAL(int (*)(pollfd*, nfds_t, int), poll)(descriptors, count, timeout); },
+                       descriptors, count, timeout);
+}
+
+INTERPOSE(int, __poll_chk, pollfd* descriptors, nfds_t count, int timeout, size_t) {
+    return poll_inside([=] { return REAL(int (*)(pollfd*, nfds_t, int), poll)(descriptors, count, timeout); },
+                       descriptors, count, timeout);
 }
 
 INTERPOSE(int, lockf, int descriptor, int command, off_t length) {

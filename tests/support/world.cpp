@@ -119,6 +119,11 @@ void virtual_clock::advance(double seconds) {
     state.monotonic += as_ns(seconds);
 }
 
+void virtual_clock::delay_time(int64_t nanoseconds) {
+    const state_guard guard(state);
+    state.time_lag = nanoseconds;
+}
+
 int64_t virtual_clock::now() const {
     return wall_ns() / ns_per_second;
 }

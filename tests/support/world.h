@@ -39,6 +39,8 @@ public:
     void step_wall(int64_t seconds);
     // Lets time pass on both clocks. For a whole daemon use its run_for, which also lets it live meanwhile.
     void advance(double seconds);
+    // From now on time() shows the wall clock as it was so long before: it goes by a coarse clock.
+    void delay_time(int64_t nanoseconds);
     // Wall clock, whole seconds.
     int64_t now() const;
     // Wall clock, nanoseconds.

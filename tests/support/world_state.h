@@ -88,6 +88,7 @@ struct world_state {
     uint32_t driven;   // 1: sleeping threads wait for the driver; 0: a sleep moves the clock itself
     int64_t monotonic; // nanoseconds
     int64_t wall_offset;
+    int64_t time_lag;         // ns by which time() is behind the wall clock, as a coarse clock is
     uint32_t pid;             // of the process under test, the daemonised child once it has forked
     uint32_t threads_started; // the main thread counts
     uint32_t signals_handled; // handlers that have returned
