@@ -45,7 +45,7 @@ const both_ways = (key, title, elements, most, more = {}) =>
 const wan_files = three('wan_traffic');
 
 // Connections that show the same counters follow one interface: [[1, 2], ...].
-export function same_interface(samples) {
+function same_interface(samples) {
     const last = samples[samples.length - 1];
     const seen = new Map();
     for (const n of numbers(samples, /^wan(\d+)_tx$/)) {

@@ -25,7 +25,7 @@ export function make_group(group, series, page) {
     const node = el('div', { class: 'group' }, message, cards_node, table.node);
     const state = {
         reading: null, samples: [], names: new Map(), cards: [], shape: null, drawn: -Infinity, timer: 0, tabled: -Infinity,
-        noted: new Map(), paused: false, table: false, verdict: null, shown: null, message: null,
+        noted: new Map(), paused: false, table: false, shown: null, message: null,
     };
     table.node.hidden = true;
 
@@ -39,11 +39,7 @@ export function make_group(group, series, page) {
             state.samples = series === 'seconds' ? merge(state.samples, samples, kept_seconds) : samples;
             schedule();
         }
-        if (reading.state === 'malformed') {
-            page.notes.malformed(file, reading);
-        } else if (reading.state === 'ok') {
-            page.notes.forget(file);
-        }
+        page.notes.reading(file, reading);
         page.changed();
     }
 

@@ -6,13 +6,11 @@
 //   now       the router's time in seconds, or NaN        request the last answer of requests.js, or null
 //   asked     milliseconds since it was first asked for   runs    whether the daemon is known to run: true, false, null
 //   text(time) prints a time
-// and returns { state, message, enable }: state is one of the words below, message { text, command } or null, enable the
-// name of a module that may be switched on from here, or null.
+// and returns { state, message, enable }: state is live, waiting, stale, off, offline or empty; message { text, command } or
+// null; enable the name of a module that may be switched on from here, or null.
 
 import { first_data, stale_after } from './site.js';
 import { all_off, document_trouble, is_off, no_news, not_running, refused, waiting } from './words.js';
-
-export const states = ['live', 'waiting', 'stale', 'off', 'offline', 'empty'];
 
 // Minutes are rewritten with the next average only, current traffic every third second.
 const first_minutes = 60000 + first_data;
@@ -59,6 +57,6 @@ export function judge(known) {
     }
     const since = newest === null ? null : text(newest);
     if (runs === false) return result('stale', not_running(since));
-    if (reading.state === 'missing') return result('stale', trouble(known));
+    if (reading.state === 'missing' || reading.state === 'cut') return result('stale', trouble(known));
     return result('stale', no_news(module, since, runs === true));
 }

@@ -42,7 +42,10 @@ const requests = make_requests((state) => {
     // A zone that only now is known changes what is shown.
     const was = answer?.offset ?? null;
     answer = state;
-    if ((state.offset ?? null) !== was) show_zones();
+    if ((state.offset ?? null) !== was) {
+        show_zones();
+        if (settings.get('zone') === 'router') restyle();
+    }
     look();
 });
 

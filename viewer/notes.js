@@ -57,12 +57,19 @@ export function make_notes(line, list, count) {
         // Says what is the matter with a module, or that nothing is (see health.js).
         judge(module, { state, message }) {
             const about = `state ${module}`;
-            if (message === null || state === 'waiting') forget(about);
+            // Documents without an answer are said as such.
+            if (message === null || state === 'waiting' || state === 'offline') forget(about);
             else this.say(about, message, '', message.text.replace(/\d+ s\b/g, ''));
         },
-        // A document that was no XML; it is counted, and said again now and then.
-        malformed(file, { count, salvaged }) {
-            this.say(file, { text: document_trouble.malformed(file, count, !salvaged) }, '', `${milestone(count)} ${salvaged}`);
+        // What a document's reading came to (see documents.js). One that was no XML is counted, and said again now and then;
+        // one that failed is said when it fails again.
+        reading(file, { state, count, salvaged, wait, status }) {
+            if (state === 'ok') forget(file);
+            else if (state === 'malformed') {
+                this.say(file, { text: document_trouble.malformed(file, count, !salvaged) }, '', `${milestone(count)} ${salvaged}`);
+            } else if (state !== 'missing' && wait > 1500) {
+                this.say(file, { text: document_trouble[state](file, Math.round(wait / 1000), status) }, '', state);
+            }
         },
         forget,
     };

@@ -119,8 +119,7 @@ export function make_overview(page, on_rows) {
             newest = time;
             if (is_new) show(snapshot, time);
         }
-        if (heard.state === 'malformed') page.notes.malformed(file, heard);
-        else if (heard.state === 'ok') page.notes.forget(file);
+        page.notes.reading(file, heard);
         page.changed();
     }
 

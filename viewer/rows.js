@@ -1,7 +1,7 @@
 // The rows behind charts: for the table that shows them and the file that takes them away. One row a time, newest last.
 
 import { reasons } from './words.js';
-import { el, set_text } from './dom.js';
+import { el } from './dom.js';
 
 // charts: [{ chart, lines: [{ line, points }] }] of one group. Result: { heads: [text], rows: [{ time, values, why }] },
 // values scaled to the unit, null where there is none; `why` says of the first gap of a row why it is one.
@@ -21,7 +21,7 @@ export function rows_of(charts, view, window) {
 }
 
 // The table: newest first, in a box that scrolls by itself.
-export function table_of({ heads, units, rows }, view) {
+function table_of({ heads, units, rows }, view) {
     const head = el('tr', {}, el('th', { scope: 'col' }, `time ${view.offset()}`),
         ...heads.map((text) => el('th', { scope: 'col' }, text)), el('th', { scope: 'col' }, 'remark'));
     const body = rows.map(({ time, values, why }) => el('tr', {}, el('th', { scope: 'row' }, view.time(time)),
@@ -63,6 +63,5 @@ export function make_table_box(label) {
             box.replaceChildren(table_of(data, view));
             box.scrollTop = top;
         },
-        say: (text) => (kept = null, set_text(box, text)),
     };
 }

@@ -16,9 +16,9 @@ export const reasons = {
 };
 
 export const series_words = {
-    seconds: { one: 'a second', window: 'seconds', note: '' },
-    minutes: { one: 'a minute', window: 'minutes', note: 'mean of 2 min' },
-    hours: { one: 'an hour', window: 'hours', note: 'mean of 2 h' },
+    seconds: { one: 'a second', note: '' },
+    minutes: { one: 'a minute', note: 'mean of 2 min' },
+    hours: { one: 'an hour', note: 'mean of 2 h' },
 };
 
 // What the note line says of a gap: the line's name, the reason, the time as text.
@@ -29,7 +29,7 @@ export function gap_note(name, why, time) {
     return `${name}: the clock was set back at ${time}`;
 }
 
-export const module_names = {
+const module_names = {
     cpu: 'CPU usage',
     mem: 'memory usage',
     wan: 'WAN traffic',
@@ -44,7 +44,7 @@ export const module_names = {
 };
 
 // Without samples although everything runs: what the module is waiting for.
-export const no_samples = {
+const no_samples = {
     cpu: 'The first measurement takes some seconds after a start.',
     mem: 'The kernel’s memory figures cannot be read.',
     wan: 'No WAN interface is up, or none is bound (items wan.binding.1 to 16).',
@@ -115,8 +115,9 @@ export const document_trouble = {
 // How often a thing was counted before it is worth another word: 1, 2, 5, 10, 20, 50 and so on.
 export const milestone = (count) => [1, 2, 5].map((n) => n * 10 ** Math.floor(Math.log10(count / n))).sort((a, b) => b - a)[0];
 
+// Dates are whole seconds, so a jump is known to a second or so.
 export const clock_set = (milliseconds, time) =>
-    `The router’s clock was set ${milliseconds < 0 ? 'back' : 'forth'} by ${span(Math.abs(milliseconds) / 1000)} at ${time}.`;
+    `The router’s clock was set ${milliseconds < 0 ? 'back' : 'forth'} by about ${span(Math.abs(milliseconds) / 1000)} at ${time}.`;
 
 export const clocks_differ = (seconds) =>
     `This computer’s clock is ${span(Math.abs(seconds))} ${seconds > 0 ? 'ahead of' : 'behind'} the router’s; times shown ` +

@@ -1,5 +1,6 @@
 #include "tests/daemon/daemon_fixture.h"
 #include "tests/daemon/daemon_command.h"
+#include "tests/support/files.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -8,7 +9,6 @@
 #include <csignal>
 #include <cstring>
 #include <fcntl.h>
-#include <fstream>
 #include <regex>
 #include <sstream>
 #include <stdexcept>
@@ -32,13 +32,6 @@ std::vector<std::string> split(const std::string& text, char separator) {
         parts.push_back(part);
     }
     return parts;
-}
-
-std::string read_file(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::ostringstream text;
-    text << in.rdbuf();
-    return text.str();
 }
 
 std::vector<char*> pointers(std::vector<std::string>& texts) {

@@ -3,6 +3,7 @@
 #define TESTS_DAEMON_DAEMON_FIXTURE_H
 
 #include "tests/daemon/document_check.h"
+#include "tests/support/items.h"
 #include "tests/support/world.h"
 #include "tests/support/world_driver.h"
 
@@ -90,16 +91,6 @@ protected:
 
     test_world world;
 };
-
-// Items of the configuration store.
-inline constexpr uint32_t daemon_enable = 0x150780;
-inline constexpr uint32_t log_mode = 0x150781;
-inline constexpr uint32_t wan_enable = 0x150785;
-inline constexpr uint32_t wan_view = 0x80150433;
-inline constexpr uint32_t start_marker = 0x8015043e;
-inline constexpr uint32_t wan_binding = 0x10600; // + slot
-inline constexpr uint32_t wan_name = 0x8001018f; // + binding 1..16
-inline constexpr uint32_t wan_name_99 = 0x8001000b;
 
 } // namespace dashboard::testing
 

@@ -15,7 +15,7 @@ namespace {
 using ::testing::HasSubstr;
 using ::testing::Not;
 
-using signals = daemon_test;
+using Signals = daemon_test;
 
 // Two seconds are promised; a busy machine takes some time to notice.
 #ifdef __SANITIZE_THREAD__
@@ -30,7 +30,7 @@ int64_t count_of(const std::vector<std::string>& lines, const std::string& line)
     return std::count(lines.begin(), lines.end(), line);
 }
 
-TEST_F(signals, TermEndsItWithStatus255) {
+TEST_F(Signals, TermEndsItWithStatus255) {
     daemon_process daemon(world);
     ASSERT_TRUE(daemon.run_for(60));
     daemon.signal(SIGTERM);
@@ -42,7 +42,7 @@ TEST_F(signals, TermEndsItWithStatus255) {
     EXPECT_EQ(daemon.errors(), "");
 }
 
-TEST_F(signals, IntEndsItWithStatus255) {
+TEST_F(Signals, IntEndsItWithStatus255) {
     daemon_process daemon(world, {"logs"});
     ASSERT_TRUE(daemon.run_for(60));
     daemon.signal(SIGINT);
@@ -50,7 +50,7 @@ TEST_F(signals, IntEndsItWithStatus255) {
     EXPECT_EQ(without_line_numbers(world.syslog_lines().back()), "warn[signal_handler]: Daemon exiting");
 }
 
-TEST_F(signals, TermOnAWorkerEndsTheWholeDaemon) {
+TEST_F(Signals, TermOnAWorkerEndsTheWholeDaemon) {
     for (const uint32_t thread : {1u, 2u}) {
         test_world own(nullptr);
         own.usual_inputs();
@@ -63,21 +63,21 @@ TEST_F(signals, TermOnAWorkerEndsTheWholeDaemon) {
     }
 }
 
-TEST_F(signals, TermEndsItBetweenTheStartsOfTheThreads) {
+TEST_F(Signals, TermEndsItBetweenTheStartsOfTheThreads) {
     daemon_process daemon(world);
     ASSERT_TRUE(daemon.run_for(0.5));
     daemon.signal(SIGTERM);
     EXPECT_EQ(daemon.wait_for_exit(), 255);
 }
 
-TEST_F(signals, TermEndsItDuringADelayedStart) {
+TEST_F(Signals, TermEndsItDuringADelayedStart) {
     daemon_process daemon(world, {"delaystart"});
     ASSERT_TRUE(daemon.run_for(10));
     daemon.signal(SIGTERM);
     EXPECT_EQ(daemon.wait_for_exit(), 255);
 }
 
-TEST_F(signals, TermEndsItWhileTheStoreBlocks) {
+TEST_F(Signals, TermEndsItWhileTheStoreBlocks) {
     daemon_process daemon(world);
     ASSERT_TRUE(daemon.run_for(60));
     world.csman.block_reads(daemon_enable);
@@ -88,7 +88,7 @@ TEST_F(signals, TermEndsItWhileTheStoreBlocks) {
     EXPECT_EQ(daemon.wait_for_exit(), 255);
 }
 
-TEST_F(signals, TermEndsItWhileAToolHangs) {
+TEST_F(Signals, TermEndsItWhileAToolHangs) {
     daemon_process daemon(world);
     ASSERT_TRUE(daemon.run_for(20));
     world.hanging_tool("mpstat");
@@ -99,7 +99,7 @@ TEST_F(signals, TermEndsItWhileAToolHangs) {
     EXPECT_EQ(daemon.wait_for_exit(), 255);
 }
 
-TEST_F(signals, TermEndsItInBothGracePeriods) {
+TEST_F(Signals, TermEndsItInBothGracePeriods) {
     for (const double into_shutdown : {1.0, 3.0}) {
         test_world own(nullptr);
         own.usual_inputs();
@@ -127,7 +127,7 @@ void wait_until_stuck(daemon_process& daemon, uint32_t thread) {
     }
 }
 
-TEST_F(signals, TermEndsItWhileTheReportOfAHangupIsStuck) {
+TEST_F(Signals, TermEndsItWhileTheReportOfAHangupIsStuck) {
     daemon_process daemon(world, {"logs"});
     ASSERT_TRUE(daemon.run_for(20));
     world.block_syslog();
@@ -136,7 +136,7 @@ TEST_F(signals, TermEndsItWhileTheReportOfAHangupIsStuck) {
     expect_quick_end(daemon);
 }
 
-TEST_F(signals, TermEndsItWhileAReportIsStuckAndThereIsNoWorkerYet) {
+TEST_F(Signals, TermEndsItWhileAReportIsStuckAndThereIsNoWorkerYet) {
 #ifdef __SANITIZE_THREAD__
     GTEST_SKIP() << "the thread sanitizer keeps a signal back from a thread that is in the handler of another";
 #endif
@@ -148,7 +148,7 @@ TEST_F(signals, TermEndsItWhileAReportIsStuckAndThereIsNoWorkerYet) {
     expect_quick_end(daemon);
 }
 
-TEST_F(signals, ManyTermsEndItNoLaterThanTheFirst) {
+TEST_F(Signals, ManyTermsEndItNoLaterThanTheFirst) {
     daemon_process daemon(world, {"logs"});
     ASSERT_TRUE(daemon.run_for(20));
     world.block_syslog();
@@ -163,7 +163,7 @@ TEST_F(signals, ManyTermsEndItNoLaterThanTheFirst) {
     EXPECT_LT(std::chrono::steady_clock::now() - begin, longest_farewell);
 }
 
-TEST_F(signals, WorkersLiveOnWhileTheReportOfAHangupIsStuck) {
+TEST_F(Signals, WorkersLiveOnWhileTheReportOfAHangupIsStuck) {
     world.csman.set(wan_enable, 1);
     daemon_process daemon(world, {"logs"});
     ASSERT_TRUE(daemon.run_for(20));
@@ -176,7 +176,7 @@ TEST_F(signals, WorkersLiveOnWhileTheReportOfAHangupIsStuck) {
                 HasSubstr("<time>" + std::to_string(world.clock.now()) + "000</time>"));
 }
 
-TEST_F(signals, TermEndsItWhileTheWatchdogsReportIsStuck) {
+TEST_F(Signals, TermEndsItWhileTheWatchdogsReportIsStuck) {
     world.csman.block_open();
     daemon_process daemon(world, {"logs"});
     ASSERT_TRUE(daemon.run_for(5));
@@ -186,7 +186,7 @@ TEST_F(signals, TermEndsItWhileTheWatchdogsReportIsStuck) {
     expect_quick_end(daemon);
 }
 
-TEST_F(signals, TermEndsItWhileTheStoreDoesNotClose) {
+TEST_F(Signals, TermEndsItWhileTheStoreDoesNotClose) {
     world.csman.block_close();
     world.csman.block_reads(wan_enable);
     daemon_process daemon(world);
@@ -197,7 +197,7 @@ TEST_F(signals, TermEndsItWhileTheStoreDoesNotClose) {
 }
 
 // The last step of an orderly shutdown, which would end with 0.
-TEST_F(signals, TermWhileTheStoreClosesIsNotForgotten) {
+TEST_F(Signals, TermWhileTheStoreClosesIsNotForgotten) {
     world.csman.slow_close(1);
     world.csman.block_reads(wan_enable);
     daemon_process daemon(world);
@@ -208,7 +208,7 @@ TEST_F(signals, TermWhileTheStoreClosesIsNotForgotten) {
     EXPECT_EQ(daemon.output_lines().back(), "warn[signal_handler]: Daemon exiting");
 }
 
-TEST_F(signals, HangupWhileTheStoreClosesChangesNothing) {
+TEST_F(Signals, HangupWhileTheStoreClosesChangesNothing) {
     world.csman.slow_close(1);
     world.csman.block_reads(wan_enable);
     daemon_process daemon(world);
@@ -219,7 +219,7 @@ TEST_F(signals, HangupWhileTheStoreClosesChangesNothing) {
 }
 
 // One that nobody expects does what it does to any process.
-TEST_F(signals, AlarmIsAsBeforeAfterAHangup) {
+TEST_F(Signals, AlarmIsAsBeforeAfterAHangup) {
     daemon_process daemon(world);
     ASSERT_TRUE(daemon.run_for(10));
     daemon.signal(SIGHUP);
@@ -228,7 +228,7 @@ TEST_F(signals, AlarmIsAsBeforeAfterAHangup) {
     EXPECT_EQ(daemon.wait_for_exit(), killed_by(SIGALRM));
 }
 
-TEST_F(signals, AlarmIsAsBeforeInTheGracePeriodsOfAShutdown) {
+TEST_F(Signals, AlarmIsAsBeforeInTheGracePeriodsOfAShutdown) {
     world.csman.block_open();
     daemon_process daemon(world);
     ASSERT_TRUE(daemon.run_for(7));
@@ -237,7 +237,7 @@ TEST_F(signals, AlarmIsAsBeforeInTheGracePeriodsOfAShutdown) {
     EXPECT_EQ(daemon.wait_for_exit(), killed_by(SIGALRM));
 }
 
-TEST_F(signals, HangupOnlyLogs) {
+TEST_F(Signals, HangupOnlyLogs) {
     daemon_process daemon(world);
     ASSERT_TRUE(daemon.run_for(10));
     for (const uint32_t thread : {0u, 1u, 2u}) {
@@ -250,7 +250,7 @@ TEST_F(signals, HangupOnlyLogs) {
 }
 
 // A hundred a second for a quarter of a minute, on all threads in turn.
-TEST_F(signals, StormOfHangupsShortensNothing) {
+TEST_F(Signals, StormOfHangupsShortensNothing) {
     world.csman.set(wan_enable, 1);
     daemon_process daemon(world);
     ASSERT_TRUE(daemon.run_for(5));
@@ -271,7 +271,7 @@ TEST_F(signals, StormOfHangupsShortensNothing) {
 }
 
 // Signals reach the thread that waits for the rest of a tool's output: every line arrives.
-TEST_F(signals, HangupsLoseNoLineOfAToolsOutput) {
+TEST_F(Signals, HangupsLoseNoLineOfAToolsOutput) {
     world.csman.set(wan_enable, 1);
     const std::string go = world.folder_of("go");
     world.tool("ifconfig", "echo 'lo Link encap:Local'\nwhile ! [ -e " + go + " ]; do sleep 0.01; done\n" +

@@ -24,9 +24,9 @@ std::vector<int64_t> times_in(const std::string& document) {
     return found;
 }
 
-class year_2038 : public live_modules {
+class Year2038 : public live_modules {
 protected:
-    year_2038() {
+    Year2038() {
         world.clock.set(last_positive - 130, 300'000'000);
         switch_on(wan_module, 1);
     }
@@ -44,7 +44,7 @@ protected:
     }
 };
 
-TEST_F(year_2038, SecondsAndMinutesGoOnWithoutAGap) {
+TEST_F(Year2038, SecondsAndMinutesGoOnWithoutAGap) {
     start();
     live(180);
     EXPECT_EQ(times_in(world.read("/tmp/dashboard/wan_traffic_sec_0.xml")).back(),
@@ -58,7 +58,7 @@ TEST_F(year_2038, SecondsAndMinutesGoOnWithoutAGap) {
 }
 
 // A viewer of just before is looked after for his 60 seconds and no longer.
-TEST_F(year_2038, ViewersAreForgottenInTime) {
+TEST_F(Year2038, ViewersAreForgottenInTime) {
     start();
     live(126);
     request(wan_module, 0);
@@ -70,7 +70,7 @@ TEST_F(year_2038, ViewersAreForgottenInTime) {
     EXPECT_LE(stale, 90 - 61 + 6);
 }
 
-TEST_F(year_2038, SignalsWorkAfterIt) {
+TEST_F(Year2038, SignalsWorkAfterIt) {
     start();
     live(150);
     daemon->signal(SIGHUP);

@@ -21,9 +21,9 @@ namespace {
 using testing::ElementsAre;
 using testing::StartsWith;
 
-class play_router_test : public host_test {
+class PlayRouter : public host_test {
 protected:
-    play_router_test() {
+    PlayRouter() {
         program = PLAY_ROUTER_EXECUTABLE;
         folder = root + "/aptraffic";
     }
@@ -55,7 +55,7 @@ protected:
     std::string folder;
 };
 
-TEST_F(play_router_test, OneRoundWritesRecordsAndSignals) {
+TEST_F(PlayRouter, OneRoundWritesRecordsAndSignals) {
     expect_played({"--rounds", "1"});
     EXPECT_THAT(names_in(folder), ElementsAre("APTraffic_0", "APTraffic_1"));
     EXPECT_EQ(record(1).ap_txrx, 0u);
@@ -75,7 +75,7 @@ TEST_F(play_router_test, OneRoundWritesRecordsAndSignals) {
     EXPECT_EQ(item(0x801e5e01), 11);
 }
 
-TEST_F(play_router_test, AsManyAsTheRouterManages) {
+TEST_F(PlayRouter, AsManyAsTheRouterManages) {
     expect_played({"--rounds", "2", "--access-points", "128", "--sims", "1"});
     EXPECT_EQ(names_in(folder).size(), 128u);
     const ap_traffic_record last = record(127);
@@ -87,14 +87,14 @@ TEST_F(play_router_test, AsManyAsTheRouterManages) {
     EXPECT_LT(read_csman_int(open_store(), 0x801e5021, &state), 0);
 }
 
-TEST_F(play_router_test, AwayAccessPointHasNoRecord) {
+TEST_F(PlayRouter, AwayAccessPointHasNoRecord) {
     expect_played({"--rounds", "1", "--access-points", "3"});
     ASSERT_EQ(names_in(folder).size(), 3u);
     expect_played({"--rounds", "1", "--access-points", "3", "--away", "30"});
     EXPECT_THAT(names_in(folder), ElementsAre("APTraffic_0", "APTraffic_1"));
 }
 
-TEST_F(play_router_test, InterfaceIsCounted) {
+TEST_F(PlayRouter, InterfaceIsCounted) {
     expect_played({"--rounds", "1", "--interface", "lo"});
     const ap_traffic_record first = record(0);
     expect_played({"--rounds", "1", "--interface", "lo"});
@@ -106,13 +106,13 @@ TEST_F(play_router_test, InterfaceIsCounted) {
     EXPECT_EQ(record(0).ap_txrx, 0u);
 }
 
-TEST_F(play_router_test, NothingToPlayTouchesNeitherFolderNorItems) {
+TEST_F(PlayRouter, NothingToPlayTouchesNeitherFolderNorItems) {
     expect_played({"--rounds", "1", "--access-points", "0", "--sims", "0"});
     EXPECT_FALSE(std::filesystem::exists(folder));
     EXPECT_TRUE(names_in(store_dir).empty());
 }
 
-TEST_F(play_router_test, SignalsEndItWithWholeFilesEvenWhereTheyAreIgnored) {
+TEST_F(PlayRouter, SignalsEndItWithWholeFilesEvenWhereTheyAreIgnored) {
     for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
         std::filesystem::remove_all(folder);
         signal(number, SIG_IGN);
@@ -132,7 +132,7 @@ TEST_F(play_router_test, SignalsEndItWithWholeFilesEvenWhereTheyAreIgnored) {
     }
 }
 
-TEST_F(play_router_test, FailuresSayWhatAndWhere) {
+TEST_F(PlayRouter, FailuresSayWhatAndWhere) {
     write_file(folder, "not a folder");
     tool_result result = play({"--rounds", "1"});
     EXPECT_EQ(result.status, 1);
@@ -153,7 +153,7 @@ TEST_F(play_router_test, FailuresSayWhatAndWhere) {
     EXPECT_EQ(result.errors, "play_router: can't open the store " + store_dir + ": Not a directory\n");
 }
 
-TEST_F(play_router_test, ItemThatCannotBeWrittenIsNamed) {
+TEST_F(PlayRouter, ItemThatCannotBeWrittenIsNamed) {
     open_store();
     std::filesystem::create_directory(store_file("0x801e5f01"));
     const tool_result result = play({"--rounds", "1"});
@@ -161,7 +161,7 @@ TEST_F(play_router_test, ItemThatCannotBeWrittenIsNamed) {
     EXPECT_EQ(result.errors, "play_router: " + store_dir + ": sim2.rssi: Is a directory\n");
 }
 
-TEST_F(play_router_test, CommandLineThatIsWrongIsExplained) {
+TEST_F(PlayRouter, CommandLineThatIsWrongIsExplained) {
     const tool_result result = tool({"--sims", "3"});
     EXPECT_EQ(result.status, 2);
     EXPECT_EQ(result.output, "");

@@ -216,33 +216,11 @@ INTERPOSE(int, clock_gettime, clockid_t clock, timespec* out) {
     return REAL(int (*)(clockid_t, timespec*), clock_gettime)(clock, out);
 }
 
-INTERPOSE(int, gettimeofday, timeval* out, void* zone) {
-    world_state* world = current_world();
-    if (world == nullptr) {
-        return REAL(int (*)(timeval*, void*), gettimeofday)(out, zone);
-    }
-    const int64_t now = wall_now(world);
-    out->tv_sec = static_cast<time_t>(now / ns_per_second);
-    out->tv_usec = static_cast<suseconds_t>(now % ns_per_second / 1000);
-    return 0;
-}
-
 // A hundred ticks a second of the monotonic clock.
 INTERPOSE(clock_t, times, tms* out) {
     world_state* world = current_world();
     const clock_t real_ticks = REAL(clock_t(*)(tms*), times)(out);
     return world == nullptr ? real_ticks : static_cast<clock_t>(monotonic_now(world) / (ns_per_second / 100));
-}
-
-INTERPOSE(unsigned, sleep, unsigned seconds) {
-    world_state* world = current_world();
-    if (world == nullptr) {
-        return REAL(unsigned (*)(unsigned), sleep)(seconds);
-    }
-    record("sleep", "%u", seconds);
-    int64_t rest = 0;
-    sleep_for(world, seconds * ns_per_second, &rest);
-    return static_cast<unsigned>((rest + ns_per_second - 1) / ns_per_second);
 }
 
 INTERPOSE(int, usleep, useconds_t microseconds) {
@@ -283,23 +261,6 @@ INTERPOSE(int, clock_nanosleep, clockid_t clock, int flags, const timespec* requ
         set_timespec(remaining, rest);
     }
     return error;
-}
-
-INTERPOSE(int, nanosleep, const timespec* request, timespec* remaining) {
-    world_state* world = current_world();
-    if (world == nullptr) {
-        return REAL(int (*)(const timespec*, timespec*), nanosleep)(request, remaining);
-    }
-    int64_t rest = 0;
-    const int error = sleep_for(world, nanoseconds(*request), &rest);
-    if (error == 0) {
-        return 0;
-    }
-    if (remaining != nullptr) {
-        set_timespec(remaining, rest);
-    }
-    errno = error;
-    return -1;
 }
 
 // The slack of a timer changes nothing that this clock could show.

@@ -1,4 +1,5 @@
 #include "tests/support/world.h"
+#include "tests/support/files.h"
 #include "tests/support/world_text.h"
 
 #include <algorithm>
@@ -60,13 +61,10 @@ void write_whole(const std::string& path, const std::string& text) {
 }
 
 std::string read_whole(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    if (!in) {
+    if (!fs::exists(path)) {
         throw std::runtime_error("no file " + path);
     }
-    std::ostringstream text;
-    text << in.rdbuf();
-    return text.str();
+    return read_file(path);
 }
 
 bool has_died(uint32_t pid) {

@@ -8,7 +8,6 @@ const spans = { wan: 72, lan: 72, wifi24: 72, wifi5: 72, sim: 72, cpu: 60, mem: 
 const stems = { wan: 'wan_traffic', lan: 'lan_traffic', wifi24: 'wifi_24g_traffic', wifi5: 'wifi_5g_traffic',
     sim: 'sim_strquality', cpu: 'cpu_usage', mem: 'mem_usage' };
 export const modules = ['cpu', 'mem', 'wan', 'bond', 'lan', 'wifi24', 'wifi5', 'ap', 'allap', 'current', 'sim'];
-const traffic = new Set(['wan', 'lan', 'wifi24', 'wifi5', 'ap']);
 
 const datalist = (body) => `<?xml version="1.0" ?>\n<datalist>\n${body}</datalist>\n`;
 
@@ -161,5 +160,3 @@ function print(module, tag, value) {
     if (module === 'sim' && !tag.endsWith('_SINR')) return `-${value}`;
     return String(value);
 }
-
-export { traffic };

@@ -81,6 +81,18 @@ test('a document that was cut short is read again at once', async () => {
     }
 });
 
+test('a document that is always cut short is named', async () => {
+    const view = await wan();
+    upset(view, Infinity, { cut: 40 });
+    await view.has_text('wan_traffic_sec_0.xml was cut short; next try in');
+    await view.is_state('stale');
+    assert.equal((await view.figures('WAN 1')).down.text[0], '1.00 M', 'the last good picture stays');
+    view.server.behave = () => null;
+    await view.is_state('live', 20);
+    assert.equal(await view.text('#note'), '', 'and nothing is said any more');
+    await view.close();
+});
+
 test('a tail of an older file behind the end is not read', async () => {
     const router = megabit();
     const view = await wan({}, router);

@@ -32,9 +32,9 @@ constexpr char common_headers[] = "Content-Type: application/json\r\n"
                                   "Cache-Control: no-store\r\n"
                                   "X-Content-Type-Options: nosniff\r\n";
 
-class viewer_test : public host_test {
+class Viewer : public host_test {
 protected:
-    viewer_test() {
+    Viewer() {
         program = VIEWER_EXECUTABLE;
         setenv("LD_LIBRARY_PATH", tested_file(CSMAN_FOLDER).c_str(), 1);
         setenv("TZ", "UTC-2", 1);
@@ -80,7 +80,7 @@ protected:
     }
 };
 
-TEST_F(viewer_test, NumbersGoIntoTheReadItems) {
+TEST_F(Viewer, NumbersGoIntoTheReadItems) {
     taken("wan=1&bond=3&ap=128&sim=1");
     EXPECT_EQ(item(0x80150433), 1);
     EXPECT_EQ(item(0x80150434), 3);
@@ -89,7 +89,7 @@ TEST_F(viewer_test, NumbersGoIntoTheReadItems) {
     EXPECT_EQ(names_in(store_dir).size(), 4u) << "and nowhere else";
 }
 
-TEST_F(viewer_test, EveryModuleHasItsItem) {
+TEST_F(Viewer, EveryModuleHasItsItem) {
     taken("cpu=1&mem=1&wan=1&bond=2&lan=1&wifi24=1&wifi5=1&ap=7&allap=1&current=1&sim=1");
     for (const viewer_module& module : viewer_modules) {
         EXPECT_EQ(item(module.view_csid), module.name == "bond" ? 2 : module.name == "ap" ? 7 : 1) << module.name;
@@ -97,7 +97,7 @@ TEST_F(viewer_test, EveryModuleHasItsItem) {
     EXPECT_EQ(names_in(store_dir).size(), 11u);
 }
 
-TEST_F(viewer_test, AnswerSaysHowThingsStand) {
+TEST_F(Viewer, AnswerSaysHowThingsStand) {
     for (const uint32_t csid : {0x150780u, 0x150785u, 0x15078au}) {
         ASSERT_EQ(write_csman_int(open_store(), csid, 1), 0);
     }
@@ -124,21 +124,21 @@ TEST_F(viewer_test, AnswerSaysHowThingsStand) {
               "{\"name\":\"sim\",\"on\":false,\"left\":0}]}\n");
 }
 
-TEST_F(viewer_test, EmptyBodyAsksForTheStateAlone) {
+TEST_F(Viewer, EmptyBodyAsksForTheStateAlone) {
     EXPECT_THAT(taken(""), HasSubstr("\"enabled\":false"));
     EXPECT_TRUE(names_in(store_dir).empty());
     unsetenv("CONTENT_LENGTH");
     EXPECT_THAT(tool({}).output, StartsWith("Status: 200 OK\r\n")) << "a server need not tell a length of 0";
 }
 
-TEST_F(viewer_test, RequestThatWasNotTakenYetIsNeverMadeZero) {
+TEST_F(Viewer, RequestThatWasNotTakenYetIsNeverMadeZero) {
     taken("ap=5");
     taken("wan=1");
     taken("");
     EXPECT_EQ(item(0x80150438), 5);
 }
 
-TEST_F(viewer_test, HeadIsLookedAt) {
+TEST_F(Viewer, HeadIsLookedAt) {
     setenv("REQUEST_METHOD", "GET", 1);
     expect_refused(ask("wan=1"), "405 Method Not Allowed", "method");
     setenv("REQUEST_METHOD", "POST", 1);
@@ -157,7 +157,7 @@ TEST_F(viewer_test, HeadIsLookedAt) {
     taken("wan=1");
 }
 
-TEST_F(viewer_test, LengthIsLookedAt) {
+TEST_F(Viewer, LengthIsLookedAt) {
     for (const char* text : {"-5", "five", "5x", "05"}) {
         setenv("CONTENT_LENGTH", text, 1);
         expect_refused(tool({}, "wan=1"), "400 Bad Request", "length");
@@ -171,7 +171,7 @@ TEST_F(viewer_test, LengthIsLookedAt) {
     EXPECT_THAT(tool({}, "wan=1&frob=1").output, StartsWith("Status: 200 OK\r\n")) << "reading stops at the length";
 }
 
-TEST_F(viewer_test, BodyIsLookedAtBeforeAnythingIsWritten) {
+TEST_F(Viewer, BodyIsLookedAtBeforeAnythingIsWritten) {
     expect_refused(ask("wan=1&frob=1"), "400 Bad Request", "name");
     expect_refused(ask("wan=1&lan=0"), "400 Bad Request", "number");
     expect_refused(ask("wan=1&ap=129"), "400 Bad Request", "number");
@@ -182,7 +182,7 @@ TEST_F(viewer_test, BodyIsLookedAtBeforeAnythingIsWritten) {
     expect_refused(ask(std::string(body_limit + 1, '&')), "413 Content Too Large", "length");
 }
 
-TEST_F(viewer_test, SwitchingOnIsTheOperatorsToAllow) {
+TEST_F(Viewer, SwitchingOnIsTheOperatorsToAllow) {
     expect_refused(ask("enable=lan"), "403 Forbidden", "enable");
     setenv("DASHBOARD_VIEWER_ENABLE", "yes", 1);
     expect_refused(ask("wan=1&enable=lan"), "403 Forbidden", "enable");
@@ -193,7 +193,7 @@ TEST_F(viewer_test, SwitchingOnIsTheOperatorsToAllow) {
     EXPECT_EQ(names_in(store_dir).size(), 2u);
 }
 
-TEST_F(viewer_test, StoreThatCannotBeUsedIsAnError) {
+TEST_F(Viewer, StoreThatCannotBeUsedIsAnError) {
     write_file(store_dir, "not a directory");
     EXPECT_EQ(ask("wan=1").output, std::string("Status: 500 Internal Server Error\r\n") + common_headers +
                                        "\r\n{\"ok\":false,\"error\":\"store\"}\n");
@@ -206,7 +206,7 @@ TEST_F(viewer_test, StoreThatCannotBeUsedIsAnError) {
 }
 
 // The time-out is the program's own, of five seconds: a client that sends half a body and waits holds nothing for ever.
-TEST_F(viewer_test, ClientThatSendsNoBodyIsLeft) {
+TEST_F(Viewer, ClientThatSendsNoBodyIsLeft) {
     int ends[2];
     ASSERT_EQ(pipe(ends), 0);
     setenv("CONTENT_LENGTH", "5", 1);
@@ -218,7 +218,7 @@ TEST_F(viewer_test, ClientThatSendsNoBodyIsLeft) {
 }
 
 // Nobody reads the answer of a full disk or a closed connection, but the server may look at the status.
-TEST_F(viewer_test, AnswerThatCannotBeWrittenIsAFailure) {
+TEST_F(Viewer, AnswerThatCannotBeWrittenIsAFailure) {
     const int null = open("/dev/null", O_RDWR | O_CLOEXEC);
     const int full = open("/dev/full", O_WRONLY | O_CLOEXEC);
     ASSERT_GE(full, 0);

@@ -1,6 +1,6 @@
 // The line that another process of the router writes for each access point, as tests write it.
-#ifndef TESTS_UNIT_AP_RECORDS_H
-#define TESTS_UNIT_AP_RECORDS_H
+#ifndef TESTS_MODELS_AP_RECORDS_H
+#define TESTS_MODELS_AP_RECORDS_H
 
 #include <array>
 #include <cstddef>

@@ -1,9 +1,10 @@
 // What a ring of samples promises, in the plainest words: it keeps the newest 119 of 120 slots, and its ends are slot
 // numbers, that is pushes counted modulo 120. Written apart from the ring itself, to judge it.
-#ifndef TESTS_UNIT_RING_MODEL_H
-#define TESTS_UNIT_RING_MODEL_H
+#ifndef TESTS_MODELS_RING_MODEL_H
+#define TESTS_MODELS_RING_MODEL_H
 
 #include <cstddef>
+#include <cstdint>
 #include <deque>
 #include <vector>
 
@@ -13,12 +14,14 @@ template <class Sample, int slots = 120>
 struct ring_model {
     std::deque<Sample> held; // oldest first
     int end = 0;
+    int64_t pushed = 0;
 
     int push(const Sample& sample) {
         held.push_back(sample);
         if (held.size() >= slots) {
             held.pop_front();
         }
+        pushed += 1;
         end = (end + 1) % slots;
         return end;
     }

@@ -1,9 +1,9 @@
 // What a monitor's history promises, in the plainest words: seconds feed minutes feed hours. Written apart from the
 // daemon's own frame, to judge it.
-#ifndef TESTS_UNIT_HISTORY_MODEL_H
-#define TESTS_UNIT_HISTORY_MODEL_H
+#ifndef TESTS_MODELS_HISTORY_MODEL_H
+#define TESTS_MODELS_HISTORY_MODEL_H
 
-#include "tests/unit/ring_model.h"
+#include "tests/models/ring_model.h"
 
 #include <array>
 #include <cstdint>
@@ -73,9 +73,10 @@ struct history_model {
     }
 };
 
-// Whether the `count`th sample is one at which a document of the newest `span`, or a ring of 120 slots, may go wrong.
-inline bool is_turning_point(int count, int span) {
-    return count == 1 || (count >= span - 1 && count <= span + 1) || (count >= 118 && count <= 122) || count % 50 == 0;
+// Whether the `count`th sample is one at which a document of the newest `span`, or a ring, may go wrong.
+inline bool is_turning_point(int count, int span, int slots = 120) {
+    return count == 1 || (count >= span - 1 && count <= span + 1) || (count >= slots - 2 && count <= slots + 2) ||
+           count % 50 == 0;
 }
 
 } // namespace dashboard::testing
