@@ -130,10 +130,11 @@ double current_rate(const traffic_link& link, size_t which, pattern shape, doubl
 bool send_due(traffic_link& link, double most) {
     static const char payload[largest_mtu] = {};
     const auto frame = static_cast<double>(ethernet_header + ip_and_udp_header + link.payload);
-    for (double sent = 0; link.credit >= frame && sent <= most; sent += frame, link.credit -= frame) {
+    for (auto left = static_cast<size_t>(std::min(link.credit, most + frame) / frame); left > 0; --left) {
         if (send(link.fd, payload, link.payload, MSG_NOSIGNAL) < 0) {
             return errno == EAGAIN || errno == ENOBUFS || errno == ENOMEM;
         }
+        link.credit -= frame;
     }
     return true;
 }
