@@ -5,9 +5,9 @@
 #include "probes/dashboard_cpuinfo.h"
 #include "probes/dashboard_netdev.h"
 #include "probes/dashboard_sysinfo.h"
+#include "tests/models/ap_records.h"
 #include "tests/support/items.h"
 #include "tests/support/world.h"
-#include "tests/models/ap_records.h"
 
 #include <benchmark/benchmark.h>
 #include <string>

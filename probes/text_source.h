@@ -16,6 +16,8 @@ struct text_cursor {
     text_source* further; // where more of the text comes from; null: there is none
     bool in_line = false; // the text ends at its first newline, or at a NUL, as a string in memory would
 
+    text_cursor(const char* from, const char* to, text_source* source) : at(from), end(to), further(source) {}
+
     /// The next character, or -1 at the end.
     int peek() {
         const char c = *at;
