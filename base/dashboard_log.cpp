@@ -1,9 +1,10 @@
 #include "base/dashboard_log.h"
 
+#include "base/log_output.h"
+
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <syslog.h>
 #include <unistd.h>
 
 namespace dashboard {
@@ -14,21 +15,12 @@ std::atomic<int32_t> log2syslog{0};
 namespace {
 
 constexpr size_t message_size = 256;
-constexpr size_t line_size = 312;
 
-__attribute__((format(printf, 5, 0))) void build_line(char (&text)[line_size], const char* level, const char* func,
+__attribute__((format(printf, 5, 0))) void build_line(char (&text)[longest_line], const char* level, const char* func,
                                                       int32_t line, const char* format, va_list arguments) {
     char message[message_size];
     vsnprintf(message, sizeof message, format, arguments);
     snprintf(text, sizeof text, "%s[%s:%d]: %s", level, func, line, message);
-}
-
-void print_line(const char* text) {
-    fprintf(stdout, "%s\n", text);
-}
-
-void send_line(const char* text) {
-    syslog(LOG_NOTICE, "%s", text);
 }
 
 __attribute__((format(printf, 4, 0))) void log_line(const char* level, const char* func, int32_t line,
@@ -36,7 +28,7 @@ __attribute__((format(printf, 4, 0))) void log_line(const char* level, const cha
     if (log2console == 0 && log2syslog == 0) {
         return;
     }
-    char text[line_size];
+    char text[longest_line];
     build_line(text, level, func, line, format, arguments);
     if (log2console == 1) {
         print_line(text);
@@ -47,12 +39,6 @@ __attribute__((format(printf, 4, 0))) void log_line(const char* level, const cha
 }
 
 } // namespace
-
-void open_console() {
-    // Our own buffer: a worker that prints first must not meet the heap there.
-    static char buffer[1024];
-    setvbuf(stdout, buffer, _IOLBF, sizeof buffer);
-}
 
 void _msg(const char* func, int32_t line, const char* format, ...) {
     va_list arguments;
@@ -69,7 +55,7 @@ void _warn(const char* func, int32_t line, const char* format, ...) {
 }
 
 void _fatal(const char* func, int32_t line, const char* format, ...) {
-    char text[line_size];
+    char text[longest_line];
     va_list arguments;
     va_start(arguments, format);
     build_line(text, "fatal", func, line, format, arguments);

@@ -14,12 +14,9 @@ namespace dashboard {
 extern std::atomic<int32_t> log2console;
 extern std::atomic<int32_t> log2syslog;
 
-/// Makes standard output hand on every line as it is printed, also into a pipe or a file. Call it before the first
-/// output.
-void open_console();
-
 /// Information and warnings: "level[func:line]: text" to standard output and syslog as the switches say. `func` is the
-/// name of the step that speaks. Text is cut at 255 characters, the line at 311. Any thread; takes no lock of ours.
+/// name of the step that speaks. Text is cut at 255 characters, the line at 311. An output that does not take the line
+/// at once loses it: speaking holds nobody up. Any thread.
 void _msg(const char* func, int32_t line, const char* format, ...) __attribute__((format(printf, 3, 4)));
 void _warn(const char* func, int32_t line, const char* format, ...) __attribute__((format(printf, 3, 4)));
 

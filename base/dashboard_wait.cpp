@@ -14,8 +14,9 @@ namespace {
 
 constexpr useconds_t poll_interval = 500; // microseconds
 constexpr long second_ns = 1'000'000'000;
-constexpr long longest_slack = 100'000'000;          // ns
-constexpr long boundary_guard = 2'500'000 + 500'000; // ns that stay free of slack before a second turns, poll included
+constexpr long longest_slack = 100'000'000;     // ns
+constexpr long longest_turn_delay = 20'000'000; // ns: two of the longest ticks that coarse clocks go by
+constexpr long turn_guard = 1'000'000;          // ns, two polls, that stay free of slack before `time` turns
 
 void set_slack(second_watch& watch, unsigned long slack) {
     if (slack == watch.slack) {
@@ -25,16 +26,26 @@ void set_slack(second_watch& watch, unsigned long slack) {
     watch.slack = slack;
 }
 
-/// How late the next poll may come without missing the turn of the second, in ns; 0: as punctual as the system can.
-unsigned long affordable_slack(int32_t second, const second_watch& watch) {
+/// How far the wall clock is past the end of `second`, in ns; negative before it, a whole second when it is not even
+/// near.
+long past_end(int32_t second) {
     timespec now{};
     clock_gettime(CLOCK_REALTIME, &now);
-    // Past the boundary while `time` still shows the old second: its coarse clock turns some milliseconds late.
-    if (!watch.steady || static_cast<int32_t>(now.tv_sec) != second) {
-        return 0;
+    switch (seconds_between(second, static_cast<int32_t>(now.tv_sec))) {
+    case 0:
+        return now.tv_nsec - second_ns;
+    case 1:
+        return now.tv_nsec;
+    default:
+        return second_ns;
     }
-    const long left = second_ns - now.tv_nsec - boundary_guard;
-    return left > 0 ? static_cast<unsigned long>(std::min(left, longest_slack)) : 0;
+}
+
+/// How late the next poll may come without missing the turn of the second, in ns; 0: as punctual as the system can.
+/// `time` turns late, by an amount that hardly changes from one second to the next.
+unsigned long affordable_slack(long past, const second_watch& watch) {
+    const long left = watch.turn_delay - turn_guard - past;
+    return watch.steady && left > 0 ? static_cast<unsigned long>(std::min(left, longest_slack)) : 0;
 }
 
 /// Slack is a promise about the future: it is given only while seconds last as long as the machine's own clock says
@@ -72,14 +83,17 @@ void sleep_fully(int32_t seconds) {
 
 int32_t wait_for_next_second(int32_t second, second_watch& watch) {
     int32_t now = wall_seconds();
+    long past = 0; // at the last poll that showed the old second
     while (now == second) {
         // 2,000 wake-ups a second would cost more than all the rest of the daemon: let the kernel be late while the
         // turn of the second is far away.
-        set_slack(watch, affordable_slack(second, watch));
+        past = past_end(second);
+        set_slack(watch, affordable_slack(past, watch));
         usleep(poll_interval);
         now = wall_seconds();
     }
     set_slack(watch, 0); // children inherit it
+    watch.turn_delay = past > 0 && past < longest_turn_delay ? past : 0;
     note_turn(watch);
     return now;
 }

@@ -14,6 +14,7 @@ void sleep_fully(int32_t seconds);
 struct second_watch {
     clock_t last_turn = times(nullptr); // ticks of the machine's own clock when the last second turned
     bool steady = false;                // the last second took as long as a second takes
+    long turn_delay = 0;                // ns into a second at which `time`, a coarse clock, still showed the one before
     unsigned long slack = 0;            // timer slack in force, ns; 0: the default
 };
 

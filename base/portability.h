@@ -27,13 +27,19 @@ inline bool can_cancel_threads() {
 #endif
 }
 
+/// Process ids as the kernel knows them. getpid of glibc before 2.25 remembers its answer, also for a child of vfork,
+/// which shares the memory: its signals would then be taken for the daemon's.
+inline pid_t process_id() {
+    return static_cast<pid_t>(syscall(SYS_getpid));
+}
+
 /// Thread ids. No function for them in uClibc, nor in glibc before 2.30. The handler of a signal hands it to the main
 /// thread by its id; without that it would work in the middle of whatever a worker is doing.
 inline bool on_main_thread() {
-    return syscall(SYS_gettid) == getpid();
+    return syscall(SYS_gettid) == process_id();
 }
 inline void send_to_main_thread(int signal_number) {
-    syscall(SYS_tgkill, getpid(), getpid(), signal_number);
+    syscall(SYS_tgkill, process_id(), process_id(), signal_number);
 }
 
 /// Timer slack: Linux since 2.6.28. How late the kernel may wake this thread, in ns; 0 is the system's default. Where

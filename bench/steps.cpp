@@ -5,8 +5,9 @@
 #include "probes/dashboard_cpuinfo.h"
 #include "probes/dashboard_netdev.h"
 #include "probes/dashboard_sysinfo.h"
+#include "tests/models/ap_records.h"
+#include "tests/support/items.h"
 #include "tests/support/world.h"
-#include "tests/unit/ap_records.h"
 
 #include <benchmark/benchmark.h>
 #include <string>
@@ -71,8 +72,8 @@ void write_wan_document(benchmark::State& state) {
     std::vector<std::string> names;
     for (uint32_t slot = 0; slot < 16; ++slot) {
         names.push_back("eth" + std::to_string(slot));
-        world.csman.set(0x10600 + slot, static_cast<int32_t>(slot) + 1);
-        world.csman.set_string(0x80010190 + slot, names.back());
+        world.csman.set(wan_binding + slot, static_cast<int32_t>(slot) + 1);
+        world.csman.set_string(wan_name + 1 + slot, names.back());
     }
     world.netdev(interfaces(16));
     world.alive(names);
@@ -92,7 +93,7 @@ void write_wan_document(benchmark::State& state) {
 BENCHMARK(write_wan_document);
 
 // One line of that document, without the file.
-void format_element_line(benchmark::State& state) {
+void format_element(benchmark::State& state) {
     metric_document document;
     for (auto _ : state) {
         document.used = 0;

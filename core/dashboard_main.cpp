@@ -1,16 +1,18 @@
 #include "core/dashboard_main.h"
 
 #include "base/dashboard_log.h"
+#include "base/log_output.h"
 #include "core/dashboard_daemon.h"
 #include "core/dashboard_flags.h"
 #include "core/dashboard_query.h"
 #include "core/dashboard_registry.h"
 #include "core/dashboard_server.h"
+#include "core/dashboard_signal.h"
 #include "core/dashboard_worker.h"
+#include "core/deadline.h"
 #include "platform/utils.h"
 #include "probes/dashboard_sysinfo.h"
 
-#include <cstdio>
 #include <cstring>
 #include <ctime>
 #include <syslog.h>
@@ -39,11 +41,11 @@ bool read_options(int argc, char** argv) {
         if (strcmp(argv[i], "logc") == 0) {
             log2console = 1;
             log2syslog = 0;
-            puts("enable console debuging");
+            print_line("enable console debuging");
         } else if (strcmp(argv[i], "logs") == 0) {
             log2syslog = 1;
             log2console = 0;
-            puts("enable syslog debuging");
+            print_line("enable syslog debuging");
         } else if (strcmp(argv[i], "delaystart") == 0) {
             delayed = true;
         }
@@ -52,7 +54,7 @@ bool read_options(int argc, char** argv) {
 }
 
 /// Returns when the daemon has to end: a worker stood still for five seconds, or the main quit flag is set. Reporting
-/// may hang on a console that nobody reads, which must not keep the daemon.
+/// may hang all the same where the header of the log says so, which must not keep the daemon.
 void watch_workers() {
     int32_t server_counter = get_server_kal_counter();
     int32_t query_counter = get_query_kal_counter();
@@ -64,14 +66,14 @@ void watch_workers() {
         const int32_t server_before = server_counter;
         server_counter = get_server_kal_counter();
         if (server_counter == server_before) {
-            end_within(step_limit, 0);
+            end_within(step_limit);
             _warn("main", __LINE__, "error, server thread timeout event!");
             return;
         }
         const int32_t query_before = query_counter;
         query_counter = get_query_kal_counter();
         if (query_counter == query_before) {
-            end_within(step_limit, 0);
+            end_within(step_limit);
             _warn("main", __LINE__, "error, query thread timeout event!");
             return;
         }
@@ -79,9 +81,9 @@ void watch_workers() {
 }
 
 void grant_grace() {
-    end_within(0, 0);
+    lift_deadline();
     wait_for_signals(grace_seconds);
-    end_within(step_limit, 0);
+    end_within(step_limit);
 }
 
 void shut_down() {
@@ -93,12 +95,12 @@ void shut_down() {
     grant_grace();
     g_mutex.destroy();
     close_configuration();
+    end_if_told();
 }
 
 } // namespace
 
 int dashboard_main(int argc, char** argv) {
-    open_console();
     _exec_cmd(getpid(), "dashboard_main", "main", __LINE__, "mkdir -p /tmp/dashboard/");
     load_registry();
     const bool delayed = read_options(argc, argv);

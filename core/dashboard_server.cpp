@@ -49,7 +49,9 @@ void take_viewer_request(int handle, int32_t index, int32_t request) {
         return;
     }
     row.viewer_request = request;
-    __sync_synchronize(); // the C++ fence is one that the thread sanitizer refuses to compile
+    // The request is there before its time-out: a time-out that is still running stands for a request, for whoever
+    // looks at the row. The C++ fence is one that the thread sanitizer refuses to compile.
+    __sync_synchronize();
     *find_timeout_value(index) = seconds_after(wall_seconds(), viewer_seconds);
     write_csman_int(handle, find_rd_csid(index), 0);
 }

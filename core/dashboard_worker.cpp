@@ -1,7 +1,6 @@
 #include "core/dashboard_worker.h"
 
 #include "base/portability.h"
-#include "core/dashboard_daemon.h"
 
 namespace dashboard {
 
@@ -11,7 +10,6 @@ void* run_worker(void* argument) {
     worker& w = *static_cast<worker*>(argument);
     pthread_detach(pthread_self());
     pthread_setcanceltype(PTHREAD_CANCEL_ASYNCHRONOUS, nullptr);
-    accept_signals();
     w.work();
     scoped_lock lock(w.life); // one that holds it may still cancel us
     w.alive = false;

@@ -44,14 +44,15 @@ struct metric_document {
 };
 
 /// Opens the temporary file, created with mode 0644 less the umask and not truncated. Returns false with a warning
-/// when it cannot be opened; a link or a pipe in its place counts as that.
+/// when it cannot be opened, or is not a regular file: a link, a folder, a pipe whether or not somebody reads it, a
+/// socket, a device.
 bool open_document(metric_document& document, const document_names& names);
 
 /// Adds a fixed text shorter than `longest_text`.
 void document_text(metric_document& document, const char* text);
 
-/// Adds a formatted text. One of 384 characters or more is left out, never cut. Of printf's conversions the documents
-/// have %d %u %ld %llu %s and %.64s; a text with any other is left out too.
+/// Adds a formatted text. One of 384 characters or more is left out, never cut; the format itself is shorter. Of
+/// printf's conversions the documents have %d %u %ld %llu %s and %.64s; a text with any other is left out too.
 void document_printf(metric_document& document, const char* format, ...) __attribute__((format(printf, 2, 3)));
 
 /// The two lines that begin every XML snapshot, and the one that ends it.

@@ -12,11 +12,11 @@ extern "C" {
 
 enum { csman_type_string = 4 };
 
-// Opens the store. The daemon passes 0 for both arguments. Returns a handle, or a negative number.
+/// Opens the store. The daemon passes 0 for both arguments. Returns a handle, or a negative number.
 int open_csman(int, int);
 
-// Reads item `csid` into `buffer` of `length` bytes. `type` 4 reads a string: it is terminated when it is shorter
-// than the buffer.
+/// Reads item `csid` into `buffer` of `length` bytes. `type` 4 reads a string: it is terminated when it is shorter
+/// than the buffer.
 int read_csman(int handle, unsigned int csid, void* buffer, int length, int type);
 
 int read_csman_int(int handle, unsigned int csid, int* value);

@@ -4,19 +4,22 @@
 #include "probes/text_scan.h"
 #include "probes/text_source.h"
 
-#include <cstdio>
+#include <charconv>
+#include <cstring>
+#include <iterator>
 #include <unistd.h>
 
 namespace dashboard {
 
 namespace {
 
+constexpr char records[] = "/tmp/aptraffic/APTraffic_"; // and the number of the access point
 constexpr int record_counters = 17 * 3;
 
 /// Reads "APMgnt_Info_Traffic_@a,b,c@_@" and eight groups "a,b,c@" a band, "_@" between the bands, stopping at the
 /// first mismatch as scanf does. What follows the last group is of no interest.
 struct record_scanner {
-    first_line source;
+    text_cursor& source;
     int parsed = 0;     // counters so far
     bool agrees = true; // nothing has been amiss yet
     bool ended = false; // the line ended where more was expected; looked at before the first counter only
@@ -58,7 +61,8 @@ struct record_scanner {
 };
 
 int scan_record(text_source& text, ap_traffic_record& record) {
-    record_scanner scanner{{text}};
+    text.in_line = true;
+    record_scanner scanner{text};
     scanner.literal("APMgnt_Info_Traffic_@");
     scanner.group(record.ap_first, record.ap_second, record.ap_txrx);
     scanner.band(record.vap24_first, record.vap24_second, record.vap24_txrx);
@@ -90,8 +94,9 @@ int32_t get_ap_traffic_info(const char* path, ap_traffic_record* record) {
 }
 
 int32_t read_access_point(int32_t ap, ap_traffic_record* record) {
-    char path[38];
-    snprintf(path, sizeof path, "/tmp/aptraffic/APTraffic_%d", ap);
+    char path[sizeof records + 11] = {}; // and the longest number
+    memcpy(path, records, sizeof records - 1);
+    std::to_chars(path + sizeof records - 1, std::end(path), ap);
     return get_ap_traffic_info(path, record);
 }
 

@@ -74,6 +74,7 @@ bool take_line(cpu_info& measurement, const char* line) {
 bool read_measurement(tool_output& tool, cpu_info& measurement) {
     bool printed = false;
     bool got_value = false;
+    tool.text.patient = true; // some 27 lines in two seconds, each of which would wake us
     while (const char* line = next_line(tool.text)) {
         printed = true;
         got_value = take_line(measurement, line) || got_value;

@@ -3,63 +3,63 @@
 #define PROBES_TEXT_SOURCE_H
 
 #include <cstddef>
+#include <cstring>
 
 namespace dashboard {
 
-/// A descriptor that is read front to back through one buffer. A read that a signal interrupts is taken up again; a
-/// read error counts as the end.
-///
-/// As a character source it has what the scanners of text_scan.h want.
-struct text_source {
-    static constexpr size_t capacity = 16384;
+struct text_source;
 
-    int fd = -1;
-    size_t begin = 0; // what is in memory and not consumed: buffer[begin, end)
-    size_t end = 0;
-    bool in_cut_line = false; // the rest of a line that did not fit is still to be dropped
-    /// Left as it comes: pages that no line reaches are never touched. A NUL stands behind what was read.
-    char buffer[capacity + 1];
+/// A place in a text of which a part is in memory: what the scanners of text_scan.h read from.
+struct text_cursor {
+    const char* at;       // what is in memory and not consumed: [at, end)
+    const char* end;      // a NUL stands here
+    text_source* further; // where more of the text comes from; null: there is none
+    bool in_line = false; // the text ends at its first newline, or at a NUL, as a string in memory would
 
-    text_source() {}
-    explicit text_source(int descriptor) : fd(descriptor) {}
+    text_cursor(const char* from, const char* to, text_source* source) : at(from), end(to), further(source) {}
 
     /// The next character, or -1 at the end.
-    int peek() { return begin < end || refill() ? static_cast<unsigned char>(buffer[begin]) : -1; }
-    void skip() { ++begin; }
-    const char* cursor() const { return buffer + begin; }
-    void skip_to(const char* place) { begin = static_cast<size_t>(place - buffer); }
+    int peek() {
+        const char c = *at;
+        return c != '\0' && c != '\n' ? static_cast<unsigned char>(c) : peek_at_end();
+    }
+    void skip() { ++at; }
 
-    /// Reads more behind what is in memory. Returns false at the end of the input or when there is no room.
+    /// Gets more of the text behind what is in memory. Returns false when there is no more, or no room for it.
     bool refill();
+
+private:
+    int peek_at_end();
+};
+
+/// A terminated string.
+struct string_source : text_cursor {
+    explicit string_source(const char* text) : text_cursor{text, text + strlen(text), nullptr} {}
+};
+
+/// A descriptor that is read front to back through one buffer. A read that a signal interrupts is taken up again; a
+/// read error counts as the end.
+struct text_source : text_cursor {
+    static constexpr size_t capacity = 16384;
+
+    int fd;
+    bool in_cut_line = false; // the rest of a line that did not fit is still to be dropped
+    /// Of a pipe: read when its writer has ended, or has had a second's time, rather than with every line it writes. A
+    /// writer that turns out to have much to say is read as it writes.
+    bool patient = false;
+    /// Left as it comes: pages that no line reaches are never touched.
+    char buffer[capacity + 1];
+
+    // NOLINTNEXTLINE(clang-analyzer-optin.cplusplus.UninitializedObject): the buffer
+    explicit text_source(int descriptor = -1) : text_cursor{buffer, buffer, this}, fd(descriptor) { buffer[0] = '\0'; }
+    text_source(const text_source&) = delete; // the cursor points into the structure
+    text_source& operator=(const text_source&) = delete;
 };
 
 /// The next line without its newline, terminated; nothing at the end of the input. A last line without a newline
 /// counts. Of a line longer than `capacity` the front is given and the rest dropped. The text lives until the next
 /// call.
 const char* next_line(text_source& source);
-
-/// The first line of a text as a character source: it ends at the newline or at a NUL, as a string in memory would.
-struct first_line {
-    text_source& text;
-
-    int peek() {
-        const int c = text.peek();
-        return c == '\n' || c == '\0' ? -1 : c;
-    }
-    void skip() { text.skip(); }
-    const char* cursor() const { return text.cursor(); }
-    void skip_to(const char* place) { text.skip_to(place); }
-};
-
-/// A terminated string as a character source.
-struct string_source {
-    const char* at;
-
-    int peek() const { return *at != '\0' ? static_cast<unsigned char>(*at) : -1; }
-    void skip() { ++at; }
-    const char* cursor() const { return at; }
-    void skip_to(const char* place) { at = place; }
-};
 
 /// Opens `path` for reading, close-on-exec. Returns the descriptor, or -1 with errno.
 int open_for_reading(const char* path);

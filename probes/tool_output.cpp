@@ -16,6 +16,8 @@ bool open_tool(tool_output& tool, const char* command) {
         return false;
     }
     tool.text.fd = fileno(tool.pipe); // read directly: stdio's buffer would come from the heap
+    // Lets the shell come up before the read asks for its output: on a router's single core it would otherwise be
+    // started only once the read waits, a switch there and back for nothing.
     usleep(10);
     return true;
 }

@@ -53,14 +53,12 @@ ensure() {
     [[ $EUID -eq 0 ]] || have sudo || die "missing: ${packages[*]}; no root and no sudo to install them: $advice"
 
     say "installing ${packages[*]}"
-    local log
-    log=$(mktemp)
-    if ! apt_install "${packages[@]}" </dev/null >"$log" 2>&1; then
-        tail -n 15 "$log" >&2
-        rm -f "$log"
+    # No file for the output: the folder for such files may be what is full.
+    local output
+    if ! output=$(apt_install "${packages[@]}" </dev/null 2>&1); then
+        tail -n 15 <<<"$output" >&2
         die "could not install ${packages[*]}: $advice"
     fi
-    rm -f "$log"
     mapfile -t packages < <(missing_packages "$@")
     [[ ${#packages[@]} -eq 0 ]] || die "still missing after installing: ${packages[*]}"
 }
@@ -77,4 +75,4 @@ uclibc_needs=("${build_needs[@]}" make:make gcc:gcc xz:xz-utils "$uclibc_source:
 
 # What is installed, without the tests.
 # shellcheck disable=SC2034 # used by the scripts that read this file
-shipped_targets=(dashboard dashboardctl csman utils csmanctl)
+shipped_targets=(dashboard dashboardctl csman utils csmanctl play_router viewer)

@@ -1,10 +1,11 @@
 #include "platform/host/csman_items.h"
 
-#include <cstring>
-
 #include "platform/host/csman_text.h"
 
+#include <cstring>
+
 namespace dashboard {
+
 namespace {
 
 constexpr item_type integer = item_type::integer;
@@ -72,14 +73,16 @@ constexpr item_family families[] = {
     {0x803b0011, 1, 0, "port.power", integer, 0, "state of the power supply, passed on as it is"},
 };
 
-// Reads the number of a row's item: digits only, without leading zeros, so that each item has one name.
+/// Reads the number of a row's item: digits only, without leading zeros, so that each item has one name.
 bool parse_number(const std::string& digits, unsigned& number) {
-    if (digits.empty() || digits.size() > 3 || (digits[0] == '0' && digits.size() > 1))
+    if (digits.empty() || digits.size() > 3 || (digits[0] == '0' && digits.size() > 1)) {
         return false;
+    }
     number = 0;
     for (const char digit : digits) {
-        if (digit < '0' || digit > '9')
+        if (digit < '0' || digit > '9') {
             return false;
+        }
         number = number * 10 + static_cast<unsigned>(digit - '0');
     }
     return true;
@@ -89,15 +92,18 @@ bool find_in_family(const item_family& family, const std::string& name, unsigned
     const std::string pattern = family.name;
     const size_t mark = pattern.find(number_mark);
     index = 0;
-    if (mark == std::string::npos)
+    if (mark == std::string::npos) {
         return name == pattern;
+    }
     const size_t tail = pattern.size() - mark - strlen(number_mark);
     if (name.size() < mark + tail || name.compare(0, mark, pattern, 0, mark) != 0 ||
-        name.compare(name.size() - tail, tail, pattern, pattern.size() - tail, tail) != 0)
+        name.compare(name.size() - tail, tail, pattern, pattern.size() - tail, tail) != 0) {
         return false;
+    }
     unsigned number = 0;
-    if (!parse_number(name.substr(mark, name.size() - mark - tail), number))
+    if (!parse_number(name.substr(mark, name.size() - mark - tail), number)) {
         return false;
+    }
     index = number - family.first;
     return number >= family.first && index < family.count;
 }
@@ -114,8 +120,9 @@ const item_family& item_family_at(size_t index) {
 
 const item_family* find_family(uint32_t csid) {
     for (const item_family& family : families) {
-        if (csid >= family.csid && csid - family.csid < family.count)
+        if (csid >= family.csid && csid - family.csid < family.count) {
             return &family;
+        }
     }
     return nullptr;
 }
@@ -134,15 +141,17 @@ bool find_csid(const std::string& name, uint32_t& csid) {
 std::string item_name(const item_family& family, unsigned index) {
     std::string name = family.name;
     const size_t mark = name.find(number_mark);
-    if (mark != std::string::npos)
+    if (mark != std::string::npos) {
         name.replace(mark, strlen(number_mark), std::to_string(family.first + index));
+    }
     return name;
 }
 
 std::string item_name(uint32_t csid) {
     const item_family* family = find_family(csid);
-    if (family != nullptr)
+    if (family != nullptr) {
         return item_name(*family, csid - family->csid);
+    }
     char number[store_name_size];
     store_item_name(csid, number);
     return number;

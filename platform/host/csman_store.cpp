@@ -1,115 +1,42 @@
 #include "platform/host/csman_store.h"
 
-#include <atomic>
+#include "platform/host/csman_temporary.h"
+#include "platform/host/csman_text.h"
+
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
-#include <sys/syscall.h>
 #include <unistd.h>
 
-#include "platform/host/csman_text.h"
-
 namespace dashboard {
+
 namespace {
 
 constexpr char default_path[] = "/run/csman";
 constexpr mode_t directory_mode = 02770;
 
-// A temporary file: this, the csid's name, the writer's pid and a number of its own, as in ".tmp-0x00150785-123-4".
-constexpr char temporary_prefix[] = ".tmp-";
-constexpr size_t temporary_name_size = 48;
-
-// More than the names a process could find taken: a leftover of an earlier process with its pid, or a sweep that caught
-// the new file before it was locked.
+/// More than the names a process could find taken: a leftover of an earlier process with its pid, or a sweep that
+/// caught the new file before it was locked.
 constexpr int write_attempts = 100;
 
-std::atomic<uint32_t> next_temporary{0};
-
-// What the kernel's directory call returns; the C library's readdir would need the heap.
-struct directory_entry {
-    uint64_t inode;
-    int64_t offset;
-    uint16_t size;
-    uint8_t type;
-    char name[1];
-};
-constexpr size_t entry_header = offsetof(directory_entry, name);
-
-int open_at(int directory, const char* name, int flags, mode_t mode = 0) {
-    int fd;
-    do
-        fd = openat(directory, name, flags | O_CLOEXEC | O_NOFOLLOW | O_NOCTTY | O_NONBLOCK, mode);
-    while (fd < 0 && errno == EINTR);
-    return fd < 0 ? -errno : fd;
-}
-
-// The path may lead through links (/var/run is one); nobody but the system's owner can plant those.
+/// The path may lead through links (/var/run is one); nobody but the system's owner can plant those.
 int open_directory(const char* path) {
     int fd;
-    do
+    do {
         fd = open(path, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    while (fd < 0 && errno == EINTR);
+    } while (fd < 0 && errno == EINTR);
     return fd < 0 ? -errno : fd;
-}
-
-bool is_temporary(const char* name) {
-    return strncmp(name, temporary_prefix, strlen(temporary_prefix)) == 0;
-}
-
-// A writer holds a lock on its temporary file for as long as it lives, so a file that can be locked has lost its
-// writer: a pid would not tell, since it may be another process's by now or belong to another container. A writer that
-// has not come to locking its new file yet notices the loss and starts again.
-void sweep_temporary(int store, const char* name) {
-    const int fd = open_at(store, name, O_RDONLY);
-    if (fd < 0)
-        return;
-    struct stat status;
-    if (fstat(fd, &status) == 0 && S_ISREG(status.st_mode) && flock(fd, LOCK_EX | LOCK_NB) == 0)
-        unlinkat(store, name, 0);
-    close(fd);
-}
-
-void sweep(int store) {
-    alignas(directory_entry) char buffer[4096];
-    for (;;) {
-        const long filled = syscall(SYS_getdents64, store, buffer, sizeof buffer);
-        if (filled <= 0)
-            return;
-        uint16_t size = 0;
-        for (long at = 0; at < filled; at += size) {
-            memcpy(&size, buffer + at + offsetof(directory_entry, size), sizeof size);
-            const char* name = buffer + at + entry_header;
-            if (is_temporary(name))
-                sweep_temporary(store, name);
-        }
-    }
-}
-
-size_t append(char* out, size_t at, const char* text) {
-    const size_t length = strlen(text);
-    memcpy(out + at, text, length);
-    return at + length;
-}
-
-void temporary_name(const char* item_name, char (&name)[temporary_name_size]) {
-    size_t at = append(name, 0, temporary_prefix);
-    at = append(name, at, item_name);
-    name[at++] = '-';
-    at += format_decimal(getpid(), name + at);
-    name[at++] = '-';
-    at += format_decimal(next_temporary.fetch_add(1, std::memory_order_relaxed), name + at);
-    name[at] = '\0';
 }
 
 int write_all(int fd, const char* text, size_t length) {
     while (length > 0) {
         const ssize_t written = write(fd, text, length);
-        if (written < 0 && errno != EINTR)
+        if (written < 0 && errno != EINTR) {
             return -errno;
+        }
         if (written > 0) {
             text += written;
             length -= static_cast<size_t>(written);
@@ -118,66 +45,78 @@ int write_all(int fd, const char* text, size_t length) {
     return 0;
 }
 
-// Who may use the store is decided in one place, its directory: an item follows the directory's group and permissions,
-// whatever the writer's own group and umask are. The group can't always be given away; the set-group-id bit of a
-// directory made here has then already done it.
+/// Who may use the store is decided in one place, its directory: an item follows the directory's group and permissions,
+/// whatever the writer's own group and umask are. The group can't always be given away; the set-group-id bit of a
+/// directory made here has then already done it.
 int share(int store, int fd) {
     struct stat directory;
     struct stat file;
-    if (fstat(store, &directory) != 0 || fstat(fd, &file) != 0)
+    if (fstat(store, &directory) != 0 || fstat(fd, &file) != 0) {
         return -errno;
+    }
     const bool foreign = file.st_gid != directory.st_gid;
-    if (foreign && fchown(fd, static_cast<uid_t>(-1), directory.st_gid) != 0 && errno != EPERM)
+    if (foreign && fchown(fd, static_cast<uid_t>(-1), directory.st_gid) != 0 && errno != EPERM) {
         return -errno;
+    }
     return fchmod(fd, directory.st_mode & 0666) != 0 ? -errno : 0;
 }
 
 int fill(int store, int fd, const char* text, size_t length) {
-    if (flock(fd, LOCK_EX | LOCK_NB) != 0)
+    if (flock(fd, LOCK_EX | LOCK_NB) != 0) {
         return -errno;
+    }
     const int shared = share(store, fd);
     return shared != 0 ? shared : write_all(fd, text, length);
 }
 
-// One attempt. -EEXIST, -EWOULDBLOCK and -ENOENT say that the temporary name was taken, or was swept before its lock.
+/// One attempt. -EEXIST, -EWOULDBLOCK and -ENOENT say that the temporary name was taken, or was swept before its lock.
 int write_once(int store, const char* name, const char* text, size_t length) {
     char temporary[temporary_name_size];
     temporary_name(name, temporary);
     const int fd = open_at(store, temporary, O_WRONLY | O_CREAT | O_EXCL, 0600);
-    if (fd < 0)
+    if (fd < 0) {
         return fd;
+    }
     int result = fill(store, fd, text, length);
-    if (result == 0 && renameat(store, temporary, store, name) != 0)
+    if (result == 0 && renameat(store, temporary, store, name) != 0) {
         result = -errno;
-    if (result != 0)
+    }
+    if (result != 0) {
         unlinkat(store, temporary, 0);
+    }
     close(fd);
     return result;
 }
 
-// A store whose directory was removed answers ENOENT for ever: the attempts are bounded.
+/// A store whose directory was removed answers ENOENT for ever: the attempts are bounded.
 bool may_retry(int result) {
     return result == -EEXIST || result == -EWOULDBLOCK || result == -ENOENT;
 }
 
-// Reads a whole file. Returns its length; -EBADMSG when it is not a regular file or is longer than any item.
+/// Reads a whole file. Returns its length; -EBADMSG when it is not a regular file or is longer than any item.
 ssize_t read_all(int fd, char (&text)[item_text_max]) {
     struct stat status;
-    if (fstat(fd, &status) != 0)
+    if (fstat(fd, &status) != 0) {
         return -errno;
-    if (!S_ISREG(status.st_mode))
+    }
+    if (!S_ISREG(status.st_mode)) {
         return -EBADMSG;
-    if (status.st_size > static_cast<off_t>(sizeof text))
+    }
+    if (status.st_size > static_cast<off_t>(sizeof text)) {
         return -EBADMSG;
+    }
     size_t length = 0;
     while (length < sizeof text) {
         const ssize_t got = read(fd, text + length, sizeof text - length);
-        if (got == 0)
+        if (got == 0) {
             break;
-        if (got < 0 && errno != EINTR)
+        }
+        if (got < 0 && errno != EINTR) {
             return -errno;
-        if (got > 0)
+        }
+        if (got > 0) {
             length += static_cast<size_t>(got);
+        }
     }
     return static_cast<ssize_t>(length);
 }
@@ -193,8 +132,9 @@ int store_open(const char* path) {
     int store = open_directory(path);
     if (store == -ENOENT) {
         const bool made = mkdir(path, directory_mode & 0777) == 0;
-        if (!made && errno != EEXIST)
+        if (!made && errno != EEXIST) {
             return -errno;
+        }
         store = open_directory(path);
         if (made && store >= 0 && fchmod(store, directory_mode) != 0) {
             const int failure = -errno;
@@ -202,15 +142,17 @@ int store_open(const char* path) {
             return failure;
         }
     }
-    if (store >= 0)
-        sweep(store);
+    if (store >= 0) {
+        remove_orphans(store);
+    }
     return store;
 }
 
 int store_close(int store) {
     struct stat status;
-    if (fstat(store, &status) != 0 || !S_ISDIR(status.st_mode))
+    if (fstat(store, &status) != 0 || !S_ISDIR(status.st_mode)) {
         return -EBADF;
+    }
     // An interrupted close has closed all the same on Linux.
     return close(store) != 0 && errno != EINTR ? -errno : 0;
 }
@@ -219,28 +161,32 @@ int store_read(int store, uint32_t csid, store_item& item) {
     char name[store_name_size];
     store_item_name(csid, name);
     const int fd = open_at(store, name, O_RDONLY);
-    if (fd < 0)
+    if (fd < 0) {
         return fd;
+    }
     char text[item_text_max];
     const ssize_t length = read_all(fd, text);
     close(fd);
-    if (length < 0)
+    if (length < 0) {
         return static_cast<int>(length);
+    }
     return parse_item(text, static_cast<size_t>(length), item) ? 0 : -EBADMSG;
 }
 
 int store_write(int store, uint32_t csid, const store_item& item) {
     char text[item_text_max];
     const size_t length = format_item(item, text);
-    if (length == 0)
+    if (length == 0) {
         return -EINVAL;
+    }
     char name[store_name_size];
     store_item_name(csid, name);
     int result = 0;
     for (int attempt = 0; attempt < write_attempts; attempt++) {
         result = write_once(store, name, text, length);
-        if (!may_retry(result))
+        if (!may_retry(result)) {
             return result;
+        }
     }
     return result;
 }

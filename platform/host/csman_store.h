@@ -21,7 +21,7 @@
 
 namespace dashboard {
 
-// Longest text of a string item, in bytes.
+/// Longest text of a string item, in bytes.
 constexpr size_t store_text_max = 1023;
 
 struct store_item {
@@ -31,25 +31,25 @@ struct store_item {
     char text[store_text_max]; // its bytes, not terminated
 };
 
-// The directory of the store: CSMAN_DIR, or /run/csman when that is unset or empty.
+/// The directory of the store: CSMAN_DIR, or /run/csman when that is unset or empty.
 const char* store_path();
 
-// Opens the store at `path`, making its last directory (mode 02770) when it is missing, and removes the temporary files
-// of writers that have died. Returns a descriptor, which is the handle of the calls below.
+/// Opens the store at `path`, making its last directory (mode 02770) when it is missing, and removes the temporary
+/// files of writers that have died. Returns a descriptor, which is the handle of the calls below.
 int store_open(const char* path);
 
-// Gives the handle back. -EBADF when it is not an open directory, so that a stale number closes nobody else's file.
+/// Gives the handle back. -EBADF when it is not an open directory, so that a stale number closes nobody else's file.
 int store_close(int store);
 
-// Reads an item; `item` is left as it was on failure: -ENOENT when it is unset, -EBADMSG when the file holds something
-// else than an item, -ELOOP when it is a symbolic link.
+/// Reads an item; `item` is left as it was on failure: -ENOENT when it is unset, -EBADMSG when the file holds something
+/// else than an item, -ELOOP when it is a symbolic link.
 int store_read(int store, uint32_t csid, store_item& item);
 
-// Writes an item. Its file gets the directory's group and the directory's read and write permissions. -EINVAL when the
-// text is too long or holds a NUL.
+/// Writes an item. Its file gets the directory's group and the directory's read and write permissions. -EINVAL when the
+/// text is too long or holds a NUL.
 int store_write(int store, uint32_t csid, const store_item& item);
 
-// Makes an item unset. -ENOENT when it was.
+/// Makes an item unset. -ENOENT when it was.
 int store_remove(int store, uint32_t csid);
 
 } // namespace dashboard

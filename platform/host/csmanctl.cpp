@@ -1,15 +1,16 @@
 #include "platform/host/csmanctl.h"
 
+#include "platform/host/csman_items.h"
+#include "platform/host/csmanctl_text.h"
+
 #include <cerrno>
 #include <climits>
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
 
-#include "platform/host/csman_items.h"
-#include "platform/host/csmanctl_text.h"
-
 namespace dashboard {
+
 namespace {
 
 using arguments = std::vector<std::string>;
@@ -50,55 +51,65 @@ int write_item(int store, const std::string& item, uint32_t csid, const store_it
 
 int run_get(int store, const arguments& given) {
     uint32_t csid = 0;
-    if (!parse_csid(given[0], csid))
+    if (!parse_csid(given[0], csid)) {
         return unknown_item(given[0]);
+    }
     store_item item;
     const int result = store_read(store, csid, item);
-    if (result != 0)
+    if (result != 0) {
         return report_unreadable(given[0], result);
-    if (item.is_string)
+    }
+    if (item.is_string) {
         printf("%.*s\n", static_cast<int>(item.length), item.text);
-    else
+    } else {
         printf("%d\n", item.number);
+    }
     return exit_ok;
 }
 
 int run_set(int store, const arguments& given) {
     uint32_t csid = 0;
-    if (!parse_csid(given[0], csid))
+    if (!parse_csid(given[0], csid)) {
         return unknown_item(given[0]);
+    }
     store_item item;
     std::string why;
-    if (!make_item(csid, given[1], item, why))
+    if (!make_item(csid, given[1], item, why)) {
         return report_usage("%s: %s", given[0].c_str(), why.c_str());
+    }
     return write_item(store, given[0], csid, item);
 }
 
 int run_set_string(int store, const arguments& given) {
     uint32_t csid = 0;
-    if (!parse_csid(given[0], csid))
+    if (!parse_csid(given[0], csid)) {
         return unknown_item(given[0]);
+    }
     const item_family* family = find_family(csid);
-    if (family != nullptr && family->type == item_type::integer)
+    if (family != nullptr && family->type == item_type::integer) {
         return report_usage("%s: it holds a number, not a text", given[0].c_str());
+    }
     store_item item;
-    if (!make_string(given[1], item))
+    if (!make_string(given[1], item)) {
         return report_usage("%s: a text has at most %zu bytes", given[0].c_str(), store_text_max);
+    }
     return write_item(store, given[0], csid, item);
 }
 
 int run_unset(int store, const arguments& given) {
     uint32_t csid = 0;
-    if (!parse_csid(given[0], csid))
+    if (!parse_csid(given[0], csid)) {
         return unknown_item(given[0]);
+    }
     const int result = store_remove(store, csid);
     return result == 0 ? exit_ok : report_unreadable(given[0], result);
 }
 
 int run_list(int store, const arguments& given) {
     const bool all = !given.empty();
-    if (all && given[0] != "--all")
+    if (all && given[0] != "--all") {
         return report_usage("list: unknown option '%s'", given[0].c_str());
+    }
     return list_items(store, all);
 }
 
@@ -110,15 +121,17 @@ int run_watch(int store, const arguments& given) {
     unsigned long long count = 0;
     size_t at = 0;
     if (!given.empty() && given[0] == "--count") {
-        if (given.size() < 2 || !parse_unsigned(given[1], ULONG_MAX, count) || count == 0)
+        if (given.size() < 2 || !parse_unsigned(given[1], ULONG_MAX, count) || count == 0) {
             return report_usage("watch: --count takes a number above 0");
+        }
         at = 2;
     }
     std::vector<uint32_t> csids;
     for (; at < given.size(); at++) {
         uint32_t csid = 0;
-        if (!parse_csid(given[at], csid))
+        if (!parse_csid(given[at], csid)) {
             return unknown_item(given[at]);
+        }
         csids.push_back(csid);
     }
     return watch_items(store, csids, static_cast<unsigned long>(count));
@@ -129,8 +142,9 @@ int run_items(int, const arguments& given) {
         print_table();
         return exit_ok;
     }
-    if (given[0] != "--markdown")
+    if (given[0] != "--markdown") {
         return report_usage("items: unknown option '%s'", given[0].c_str());
+    }
     print_markdown();
     return exit_ok;
 }
@@ -157,28 +171,33 @@ constexpr command commands[] = {
 };
 
 int run_command(const command& chosen, const arguments& given) {
-    if (given.size() < chosen.least || given.size() > chosen.most)
+    if (given.size() < chosen.least || given.size() > chosen.most) {
         return report_usage("%s: wrong number of arguments", chosen.name);
-    if (!chosen.needs_store)
+    }
+    if (!chosen.needs_store) {
         return chosen.run(-1, given);
+    }
     const int store = store_open(store_path());
-    if (store < 0)
+    if (store < 0) {
         return report_failure("can't open the store %s: %s", store_path(), strerror(-store));
+    }
     const int result = chosen.run(store, given);
     store_close(store);
     return result;
 }
 
 int run(const arguments& given) {
-    if (given.empty())
+    if (given.empty()) {
         return report_usage("a command is missing");
+    }
     if (given[0] == "--help" || given[0] == "-h" || given[0] == "help") {
         fputs(help_text, stdout);
         return exit_ok;
     }
     for (const command& candidate : commands) {
-        if (given[0] == candidate.name)
+        if (given[0] == candidate.name) {
             return run_command(candidate, arguments(given.begin() + 1, given.end()));
+        }
     }
     return report_usage("unknown command '%s'", given[0].c_str());
 }
@@ -206,7 +225,8 @@ int report_usage(const char* format, ...) {
 
 int main(int count, char** values) {
     const int result = dashboard::run(std::vector<std::string>(values + 1, values + count));
-    if (fflush(stdout) == 0 && ferror(stdout) == 0)
+    if (fflush(stdout) == 0 && ferror(stdout) == 0) {
         return result;
+    }
     return dashboard::report_failure("can't write the output: %s", strerror(errno));
 }

@@ -1,4 +1,7 @@
+#include "platform/host/csman_items.h"
+#include "platform/host/csman_text.h"
 #include "platform/host/csmanctl.h"
+#include "platform/host/csmanctl_text.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -6,14 +9,11 @@
 #include <cstring>
 #include <dirent.h>
 
-#include "platform/host/csman_items.h"
-#include "platform/host/csman_text.h"
-#include "platform/host/csmanctl_text.h"
-
 namespace dashboard {
+
 namespace {
 
-// Prints the items of one row of the table, and takes them out of `csids`.
+/// Prints the items of one row of the table, and takes them out of `csids`.
 bool list_family(int store, const item_family& family, std::vector<uint32_t>& csids, bool all) {
     bool readable = true;
     for (unsigned index = 0; index < family.count; index++) {
@@ -31,10 +31,12 @@ bool list_family(int store, const item_family& family, std::vector<uint32_t>& cs
 } // namespace
 
 int report_unreadable(const std::string& item, int result) {
-    if (result == -ENOENT)
+    if (result == -ENOENT) {
         return report_failure("%s is not set", item.c_str());
-    if (result == -EBADMSG)
+    }
+    if (result == -EBADMSG) {
         return report_failure("%s: its file in %s holds no item", item.c_str(), store_path());
+    }
     return report_failure("%s: %s", item.c_str(), strerror(-result));
 }
 
@@ -42,8 +44,9 @@ bool print_item(int store, uint32_t csid) {
     store_item item;
     const int result = store_read(store, csid, item);
     // Another process may have unset it since it was listed.
-    if (result == -ENOENT)
+    if (result == -ENOENT) {
         return true;
+    }
     if (result != 0) {
         report_unreadable(item_name(csid), result);
         return false;
@@ -55,12 +58,14 @@ bool print_item(int store, uint32_t csid) {
 
 int list_csids(std::vector<uint32_t>& csids) {
     DIR* directory = opendir(store_path());
-    if (directory == nullptr)
+    if (directory == nullptr) {
         return -errno;
+    }
     for (const dirent* entry = readdir(directory); entry != nullptr; entry = readdir(directory)) {
         uint32_t csid = 0;
-        if (store_parse_name(entry->d_name, csid))
+        if (store_parse_name(entry->d_name, csid)) {
             csids.push_back(csid);
+        }
     }
     closedir(directory);
     std::sort(csids.begin(), csids.end());
@@ -70,13 +75,16 @@ int list_csids(std::vector<uint32_t>& csids) {
 int list_items(int store, bool all) {
     std::vector<uint32_t> csids;
     const int listed = list_csids(csids);
-    if (listed != 0)
+    if (listed != 0) {
         return report_failure("can't list %s: %s", store_path(), strerror(-listed));
+    }
     bool readable = true;
-    for (size_t at = 0; at < item_family_count(); at++)
+    for (size_t at = 0; at < item_family_count(); at++) {
         readable = list_family(store, item_family_at(at), csids, all) && readable;
-    for (const uint32_t csid : csids)
+    }
+    for (const uint32_t csid : csids) {
         readable = print_item(store, csid) && readable;
+    }
     return readable ? exit_ok : exit_failed;
 }
 

@@ -1,4 +1,6 @@
+#include "platform/host/csman_items.h"
 #include "platform/host/csmanctl.h"
+#include "platform/host/csmanctl_text.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -6,13 +8,11 @@
 #include <cstring>
 #include <map>
 
-#include "platform/host/csman_items.h"
-#include "platform/host/csmanctl_text.h"
-
 namespace dashboard {
+
 namespace {
 
-// What a file says, and where, so that an item given twice can be told with both lines.
+/// What a file says, and where, so that an item given twice can be told with both lines.
 struct load_plan {
     std::vector<item_setting> settings;
     std::map<uint32_t, unsigned long> line_of;
@@ -28,8 +28,9 @@ void plan_line(load_plan& plan, const std::string& path, unsigned long number, c
     std::string name;
     std::string value;
     split_line(line, name, value);
-    if (name.empty())
+    if (name.empty()) {
         return;
+    }
     item_setting setting;
     if (!parse_csid(name, setting.csid)) {
         reject(plan, path, number, "unknown item '" + name + "'");
@@ -48,15 +49,16 @@ void plan_line(load_plan& plan, const std::string& path, unsigned long number, c
     plan.settings.push_back(setting);
 }
 
-// Every line is looked at, so that all mistakes of a file are told at once.
+/// Every line is looked at, so that all mistakes of a file are told at once.
 void plan_file(load_plan& plan, const std::string& path, FILE* file) {
     char* line = nullptr;
     size_t size = 0;
     unsigned long number = 0;
     ssize_t length;
     while ((length = getline(&line, &size, file)) >= 0) {
-        if (length > 0 && line[length - 1] == '\n')
+        if (length > 0 && line[length - 1] == '\n') {
             length--;
+        }
         plan_line(plan, path, ++number, std::string(line, static_cast<size_t>(length)));
     }
     const int failure = errno;
@@ -67,7 +69,7 @@ void plan_file(load_plan& plan, const std::string& path, FILE* file) {
     free(line);
 }
 
-// What an item held before it was written.
+/// What an item held before it was written.
 struct undo_step {
     uint32_t csid;
     bool was_set;
@@ -77,8 +79,9 @@ struct undo_step {
 void roll_back(int store, const std::vector<undo_step>& steps) {
     for (const undo_step& step : steps) {
         const int result = step.was_set ? store_write(store, step.csid, step.item) : store_remove(store, step.csid);
-        if (result != 0 && result != -ENOENT)
+        if (result != 0 && result != -ENOENT) {
             report_failure("%s: can't be put back: %s", item_name(step.csid).c_str(), strerror(-result));
+        }
     }
 }
 
@@ -102,14 +105,17 @@ int write_settings(int store, const std::vector<item_setting>& settings) {
 int load_items(int store, const std::string& path) {
     const bool standard_input = path == "-";
     FILE* file = standard_input ? stdin : fopen(path.c_str(), "re");
-    if (file == nullptr)
+    if (file == nullptr) {
         return report_failure("can't open %s: %s", path.c_str(), strerror(errno));
+    }
     load_plan plan;
     plan_file(plan, path, file);
-    if (!standard_input)
+    if (!standard_input) {
         fclose(file);
-    if (!plan.valid)
+    }
+    if (!plan.valid) {
         return report_failure("%s: nothing was changed", path.c_str());
+    }
     return write_settings(store, plan.settings);
 }
 

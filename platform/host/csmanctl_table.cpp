@@ -1,12 +1,12 @@
 // The table of known items, for people.
+#include "platform/host/csman_items.h"
+#include "platform/host/csman_text.h"
 #include "platform/host/csmanctl.h"
 
 #include <cstdio>
 
-#include "platform/host/csman_items.h"
-#include "platform/host/csman_text.h"
-
 namespace dashboard {
+
 namespace {
 
 std::string csid_text(uint32_t csid) {
@@ -16,23 +16,26 @@ std::string csid_text(uint32_t csid) {
 }
 
 std::string type_text(const item_family& family) {
-    if (family.type == item_type::integer)
+    if (family.type == item_type::integer) {
         return "integer";
+    }
     return "string, " + std::to_string(family.size) + " bytes";
 }
 
-// "wan.binding.1 to wan.binding.16" is what one types; the pattern with its range is shorter.
+/// "wan.binding.1 to wan.binding.16" is what one types; the pattern with its range is shorter.
 std::string name_text(const item_family& family) {
-    if (family.count == 1)
+    if (family.count == 1) {
         return family.name;
+    }
     std::string name = family.name;
     name.replace(name.find("{n}"), 3, "<n>");
     return name + ", n = " + std::to_string(family.first) + " to " + std::to_string(family.first + family.count - 1);
 }
 
 std::string csid_range(const item_family& family) {
-    if (family.count == 1)
+    if (family.count == 1) {
         return csid_text(family.csid);
+    }
     return csid_text(family.csid) + " to " + csid_text(family.csid + family.count - 1);
 }
 

@@ -9,6 +9,8 @@
 #include "platform/utils.h"
 #pragma GCC visibility pop
 
+#include "base/uncancellable.h"
+
 #include <cerrno>
 #include <csignal>
 #include <cstdarg>
@@ -20,9 +22,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "base/uncancellable.h"
-
 namespace dashboard {
+
 namespace {
 
 constexpr size_t command_size = 2048;
@@ -39,42 +40,47 @@ const char* or_dash(const char* text) {
     return text != nullptr ? text : "-";
 }
 
-// One line, one write: processes that log at the same time don't mix their lines. Control bytes would break the line.
+/// One line, one write: processes that log at the same time don't mix their lines. Control bytes would break the line.
 void log_request(const request& who, const char* what, const char* command) {
     const char* path = getenv("UTILS_LOG");
-    if (path == nullptr || path[0] == '\0')
+    if (path == nullptr || path[0] == '\0') {
         return;
+    }
     char line[log_line_size];
     snprintf(line, sizeof line - 1, "pid=%d file=%s func=%s line=%d %s=%s", who.pid, or_dash(who.file),
              or_dash(who.func), who.line, what, command);
     const size_t length = strlen(line);
     for (size_t at = 0; at < length; at++) {
-        if (line[at] > 0 && line[at] < ' ')
+        if (line[at] > 0 && line[at] < ' ') {
             line[at] = '?';
+        }
     }
     line[length] = '\n';
     const int fd = open(path, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC | O_NOFOLLOW | O_NOCTTY, 0644);
-    if (fd < 0)
+    if (fd < 0) {
         return;
+    }
     // A log that can't be written is not the command's failure.
     const ssize_t written = write(fd, line, length + 1);
     static_cast<void>(written);
     close(fd);
 }
 
-// Starts the shell with an empty signal mask and default actions: the caller's threads block or ignore signals that a
-// tool waits for or should die of.
+/// Starts the shell with an empty signal mask and default actions: the caller's threads block or ignore signals that a
+/// tool waits for or should die of.
 int start_shell(const char* command, pid_t* child) {
     const int defaulted[] = {SIGHUP, SIGINT, SIGQUIT, SIGPIPE, SIGALRM, SIGTERM, SIGUSR1, SIGUSR2, SIGCHLD};
     sigset_t actions;
     sigset_t mask;
     sigemptyset(&actions);
     sigemptyset(&mask);
-    for (const int signal : defaulted)
+    for (const int signal : defaulted) {
         sigaddset(&actions, signal);
+    }
     posix_spawnattr_t attributes;
-    if (posix_spawnattr_init(&attributes) != 0)
+    if (posix_spawnattr_init(&attributes) != 0) {
         return -1;
+    }
     posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
     posix_spawnattr_setsigmask(&attributes, &mask);
     posix_spawnattr_setsigdefault(&attributes, &actions);
@@ -86,19 +92,20 @@ int start_shell(const char* command, pid_t* child) {
     return result == 0 ? 0 : -1;
 }
 
-// Waits for this child alone, so that no SIGCHLD handler, mask or action of the process matters, or is changed.
+/// Waits for this child alone, so that no SIGCHLD handler, mask or action of the process matters, or is changed.
 int wait_for(pid_t child) {
     int status = 0;
     pid_t ended;
-    do
+    do {
         ended = waitpid(child, &status, 0);
-    while (ended < 0 && errno == EINTR);
-    if (ended < 0)
+    } while (ended < 0 && errno == EINTR);
+    if (ended < 0) {
         return -1;
+    }
     return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
 }
 
-// A cancellation may cut the wait for a command that hangs, but not the making of its process.
+/// A cancellation may cut the wait for a command that hangs, but not the making of its process.
 int start(const request& who, const char* command, pid_t* child) {
     const uncancellable section;
     log_request(who, "cmd", command);
@@ -120,8 +127,9 @@ extern "C" int _exec_cmd(int pid, const char* file, const char* func, int line, 
     va_start(arguments, format);
     const int length = vsnprintf(command, sizeof command, format, arguments);
     va_end(arguments);
-    if (length < 0)
+    if (length < 0) {
         return -1;
+    }
     // Half a command could do anything.
     if (static_cast<size_t>(length) >= sizeof command) {
         dashboard::log_request(who, "refused, too long", command);

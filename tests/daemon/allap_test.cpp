@@ -1,6 +1,6 @@
 // The module of all access points together in a whole daemon.
 #include "tests/daemon/module_fixture.h"
-#include "tests/unit/ap_records.h"
+#include "tests/models/records.h"
 
 #include <gmock/gmock.h>
 
@@ -12,27 +12,15 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 
-class every_ap : public live_modules {
+class AllApModule : public live_modules {
 protected:
-    every_ap() { switch_on(allap_module, 1); }
+    AllApModule() { switch_on(allap_module, 1); }
 
     void report(int ap, const ap_values& values) { world.file(ap_file(ap), ap_line(values) + "\n"); }
     std::string read(const std::string& document) const { return world.read("/tmp/dashboard/" + document); }
-
-    static std::string document(const std::vector<std::vector<std::pair<int, uint64_t>>>& seconds) {
-        std::string lines;
-        int64_t time = first_cycle;
-        for (const auto& second : seconds) {
-            lines += time_line(time++);
-            for (const auto& [ap, count] : second) {
-                lines += element("ap_" + std::to_string(ap) + "_TxRx", count);
-            }
-        }
-        return datalist(lines);
-    }
 };
 
-TEST_F(every_ap, ShowsTheApsThatArePresentUpToTheThirtySecond) {
+TEST_F(AllApModule, ShowsTheApsThatArePresentUpToTheThirtySecond) {
     for (const int ap : {0, 31, 32, 40, 127}) {
         report(ap, counted_from(100 * static_cast<uint64_t>(ap + 1)));
     }
@@ -60,7 +48,7 @@ TEST_F(every_ap, ShowsTheApsThatArePresentUpToTheThirtySecond) {
 }
 
 // An average knows no access point as present.
-TEST_F(every_ap, MinutesAndHoursShowTimesOnly) {
+TEST_F(AllApModule, MinutesAndHoursShowTimesOnly) {
     report(0, counted_from(1));
     start();
     live(121);
@@ -72,7 +60,7 @@ TEST_F(every_ap, MinutesAndHoursShowTimesOnly) {
 }
 
 // The document of minutes looks after the link of seconds and has none; that of hours leads to the temporary name.
-TEST_F(every_ap, LinksAreAsTheyAre) {
+TEST_F(AllApModule, LinksAreAsTheyAre) {
     const std::string sec_link = "ln -sf /tmp/dashboard/aptraffic_allap_sec.xml /usr/www/aptraffic_allap_sec.xml";
     const std::string hour_link =
         "ln -sf /tmp/dashboard/aptraffic_allap_hour_tmp.xml /usr/www/aptraffic_allap_hour.xml";
@@ -110,16 +98,14 @@ TEST_F(every_ap, LinksAreAsTheyAre) {
     EXPECT_THAT(daemon->output(), HasSubstr("open file(/tmp/dashboard/aptraffic_allap_sec_tmp.xml) error(Permission"));
 }
 
-TEST_F(every_ap, ShowsTheNewestSixty) {
-    std::vector<std::vector<std::pair<int, uint64_t>>> seconds;
+TEST_F(AllApModule, ShowsTheNewestSixty) {
+    ring_model<allap_record, 128> seconds;
     start();
     live(200, [&](int64_t now) {
         report(3, counted_from(static_cast<uint64_t>(now)));
-        seconds.push_back({{3, static_cast<uint64_t>(now) + 2}});
+        seconds.push({now, {{3, static_cast<uint64_t>(now) + 2}}});
     });
-    std::string newest = document(seconds);
-    newest = newest.substr(newest.find(time_line(first_cycle + 140)));
-    EXPECT_EQ(read("aptraffic_allap_sec.xml"), "<?xml version=\"1.0\" ?>\n<datalist>\n" + newest);
+    EXPECT_EQ(read("aptraffic_allap_sec.xml"), allap_document(seconds.newest(60)));
 }
 
 } // namespace

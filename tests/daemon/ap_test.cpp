@@ -1,7 +1,6 @@
 // The module of each access point in a whole daemon.
 #include "tests/daemon/module_fixture.h"
-#include "tests/unit/ap_records.h"
-#include "tests/unit/history_model.h"
+#include "tests/models/records.h"
 
 #include <gmock/gmock.h>
 
@@ -14,35 +13,20 @@ using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 
-// The counters of one access point in the order of its line.
-using ap_second = plain_sample<uint64_t, ap_counters>;
-
 std::string sec_document(int ap) {
     return "aptraffic_sec_" + std::to_string(ap) + ".xml";
 }
 
-class each_ap : public live_modules {
+class ApModule : public live_modules {
 protected:
-    each_ap() { switch_on(ap_module); }
+    ApModule() { switch_on(ap_module); }
 
     void report(int ap, const ap_values& values) { world.file(ap_file(ap), ap_line(values) + "\n"); }
     std::string read(const std::string& document) const { return world.read("/tmp/dashboard/" + document); }
     std::vector<std::string> published() const { return world.list("/tmp/dashboard"); }
-
-    static std::string document(const std::vector<ap_second>& samples) {
-        std::string lines;
-        for (const ap_second& sample : samples) {
-            lines += time_line(sample.time);
-            for (size_t group = 1; group <= 16; ++group) {
-                const std::string vap = "VAP" + std::to_string(group > 8 ? group - 8 : group);
-                lines += element(vap + (group > 8 ? "_50_TxRx" : "_24_TxRx"), sample.value[txrx_of_group(group)]);
-            }
-        }
-        return datalist(lines);
-    }
 };
 
-TEST_F(each_ap, ShowsTheCombinedCountsOfItsVaps) {
+TEST_F(ApModule, ShowsTheCombinedCountsOfItsVaps) {
     report(2, counted_from(1000));
     request(ap_module, 3);
     start();
@@ -71,7 +55,7 @@ TEST_F(each_ap, ShowsTheCombinedCountsOfItsVaps) {
 }
 
 // The number itself selects, for as long as it holds: it is more than a flag.
-TEST_F(each_ap, RequestSelectsTheApBeforeItsNumberAndNoOther) {
+TEST_F(ApModule, RequestSelectsTheApBeforeItsNumberAndNoOther) {
     for (const int ap : {0, 1, 2, 3, 127}) {
         report(ap, counted_from(1));
     }
@@ -92,11 +76,11 @@ TEST_F(each_ap, RequestSelectsTheApBeforeItsNumberAndNoOther) {
     EXPECT_THAT(published(), ElementsAre("aptraffic_min_2.xml", "aptraffic_sec_127.xml", "aptraffic_sec_2.xml"));
 }
 
-TEST_F(each_ap, RollsUpItsMinutesAndEveryApsHour) {
-    history_model<ap_second> model{first_cycle};
+TEST_F(ApModule, RollsUpItsMinutesAndEveryApsHour) {
+    history_model<ap_record> model{first_cycle};
     const auto count_traffic = [&](int64_t now) {
         const auto n = static_cast<uint64_t>(now - first_cycle);
-        ap_second sample;
+        ap_record sample;
         sample.time = now;
         for (size_t i = 0; i < ap_counters; ++i) {
             sample.value[i] = i * 1'000'003 + n * n * (i + 1) + n % 7;
@@ -109,20 +93,20 @@ TEST_F(each_ap, RollsUpItsMinutesAndEveryApsHour) {
     start();
     live(190, count_traffic);
     ASSERT_EQ(model.min.held.size(), 3u);
-    EXPECT_EQ(read("aptraffic_sec_5.xml"), document(model.sec.newest(60)));
-    EXPECT_EQ(read("aptraffic_min_5.xml"), document(model.min.newest(60)));
+    EXPECT_EQ(read("aptraffic_sec_5.xml"), ap_document(model.sec.newest(60)));
+    EXPECT_EQ(read("aptraffic_min_5.xml"), ap_document(model.min.newest(60)));
     request(ap_module, 0);
     live(62, count_traffic);
     step_clock(3400, count_traffic);
     ASSERT_EQ(model.hour.held.size(), 1u);
-    EXPECT_EQ(read("aptraffic_hour_5.xml"), document(model.hour.newest(60)));
+    EXPECT_EQ(read("aptraffic_hour_5.xml"), ap_document(model.hour.newest(60)));
     EXPECT_THAT(published(), ElementsAre("aptraffic_hour_5.xml", "aptraffic_hour_6.xml", "aptraffic_min_5.xml",
                                          "aptraffic_sec_5.xml"));
     EXPECT_THAT(world.list("/usr/www"), ElementsAre("aptraffic_hour_5.xml", "aptraffic_hour_6.xml",
                                                     "aptraffic_min_5.xml", "aptraffic_sec_5.xml"));
 }
 
-TEST_F(each_ap, SecondsWithoutARecordAreMissingAndTheRestStays) {
+TEST_F(ApModule, SecondsWithoutARecordAreMissingAndTheRestStays) {
     request(ap_module, 1);
     start();
     report(0, counted_from(1));

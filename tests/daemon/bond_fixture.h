@@ -10,9 +10,9 @@
 namespace dashboard::testing {
 
 // Three bonds and three interfaces, all up, the bond module on; no bond configured yet.
-class bonds : public live_modules {
+class BondModule : public live_modules {
 protected:
-    bonds() {
+    BondModule() {
         switch_on(bond_module);
         world.csman.set_string(bond_name_map, "office");
         world.alive({"lo", "eth0", "eth1", "eth2", "bond0", "bond1", "bond2"});

@@ -10,9 +10,9 @@ using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::Not;
 
-class bond_slaves : public bonds {
+class BondSlaves : public BondModule {
 protected:
-    bond_slaves() {
+    BondSlaves() {
         enable(0);
         request(bond_module, 1);
     }
@@ -32,7 +32,7 @@ protected:
 };
 
 // The third keeps its name, its lines and its place.
-TEST_F(bond_slaves, ListThatShrinksLeavesTheRestStanding) {
+TEST_F(BondSlaves, ListThatShrinksLeavesTheRestStanding) {
     read_list("0:eth0\n1:eth1\n2:eth2\n");
     EXPECT_EQ(head(0), names("office", {"WAN-1(slave1)", "WAN-2(slave2)", "WAN-3(slave3)"}));
     EXPECT_EQ(newest(0), newest_second({11, 22, 33}));
@@ -43,7 +43,7 @@ TEST_F(bond_slaves, ListThatShrinksLeavesTheRestStanding) {
     EXPECT_EQ(head(0), names("office", {"WAN-6(slave1)", "WAN-1(slave2)", "WAN-3(slave3)"}));
 }
 
-TEST_F(bond_slaves, ListThatGrowsStopsAtFour) {
+TEST_F(BondSlaves, ListThatGrowsStopsAtFour) {
     read_list("0:eth0\n");
     EXPECT_EQ(newest(0), newest_second({11}));
     read_list("0:eth0 1:eth1 2:eth2 3:bond1 4:bond2\n");
@@ -52,7 +52,7 @@ TEST_F(bond_slaves, ListThatGrowsStopsAtFour) {
 }
 
 // Reading stops where an entry is none; what stood there before stays.
-TEST_F(bond_slaves, GarbageEndsAList) {
+TEST_F(BondSlaves, GarbageEndsAList) {
     read_list("rubbish\n0:eth0\n");
     EXPECT_EQ(head(0), names("office", {}));
     EXPECT_EQ(newest(0), newest_second({}));
@@ -66,7 +66,7 @@ TEST_F(bond_slaves, GarbageEndsAList) {
     EXPECT_EQ(newest(0), newest_second({11}));
 }
 
-TEST_F(bond_slaves, ListThatComesBackBeginsAnew) {
+TEST_F(BondSlaves, ListThatComesBackBeginsAnew) {
     read_list("0:eth0\n1:eth1\n");
     live(5);
     world.remove(slave_list(0));
@@ -82,7 +82,7 @@ TEST_F(bond_slaves, ListThatComesBackBeginsAnew) {
     EXPECT_THAT(daemon->output(), Not(HasSubstr("dashboard-bond")));
 }
 
-TEST_F(bond_slaves, SlaveThatIsDownOrGoneShowsZero) {
+TEST_F(BondSlaves, SlaveThatIsDownOrGoneShowsZero) {
     read_list("0:eth0\n1:eth1\n2:ppp0\n");
     EXPECT_EQ(newest(0), newest_second({11, 22, 0}));
     world.alive({"lo", "eth0", "bond0"});
@@ -91,7 +91,7 @@ TEST_F(bond_slaves, SlaveThatIsDownOrGoneShowsZero) {
     EXPECT_THAT(daemon->output(), Not(HasSubstr("eth1")));
 }
 
-TEST_F(bond_slaves, BondThatIsDownGivesNoSampleAndSaysSo) {
+TEST_F(BondSlaves, BondThatIsDownGivesNoSampleAndSaysSo) {
     world.alive({"lo", "eth0"});
     read_list("0:eth0\n");
     EXPECT_EQ(lines_saying("log[get_bond_traffic_item]: netdev(bond0) is not alive"), 1);
@@ -106,7 +106,7 @@ TEST_F(bond_slaves, BondThatIsDownGivesNoSampleAndSaysSo) {
 }
 
 // Nothing is rolled up; an hour leaves the newest sixty seconds.
-TEST_F(bond_slaves, NeitherMinutesNorHoursAreWritten) {
+TEST_F(BondSlaves, NeitherMinutesNorHoursAreWritten) {
     read_list("0:eth0\n");
     live(150);
     step_clock(3600);

@@ -13,7 +13,7 @@ using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::Not;
 
-TEST_F(bonds, ShowTheirNamesAndTheBytesOfTheirSlaves) {
+TEST_F(BondModule, ShowTheirNamesAndTheBytesOfTheirSlaves) {
     enable(1);
     slaves(1, "0:eth0\n3:eth2\n");
     request(bond_module, 2);
@@ -38,7 +38,7 @@ TEST_F(bonds, ShowTheirNamesAndTheBytesOfTheirSlaves) {
 }
 
 // Its start writes a document, the slave list that opens right after it takes it away again.
-TEST_F(bonds, DocumentOfAStartIsRemovedAtOnceUntilSomebodyLooks) {
+TEST_F(BondModule, DocumentOfAStartIsRemovedAtOnceUntilSomebodyLooks) {
     slaves(2, "0:eth0\n");
     start();
     live_through_check();
@@ -58,7 +58,7 @@ TEST_F(bonds, DocumentOfAStartIsRemovedAtOnceUntilSomebodyLooks) {
     EXPECT_THAT(world.read(path(2)), HasSubstr(second(first_second + 20, 2, 66, {11}))); // taken unseen
 }
 
-TEST_F(bonds, StartMarkOf99IsLeftAlone) {
+TEST_F(BondModule, StartMarkOf99IsLeftAlone) {
     world.csman.set(start_marker, 99);
     enable(0);
     slaves(0, "0:eth0\n");
@@ -67,7 +67,7 @@ TEST_F(bonds, StartMarkOf99IsLeftAlone) {
     EXPECT_EQ(world.csman.get(start_marker), 99);
 }
 
-TEST_F(bonds, BondWithoutASlaveListGivesNoSamples) {
+TEST_F(BondModule, BondWithoutASlaveListGivesNoSamples) {
     enable(0);
     request(bond_module, 1);
     start();
@@ -78,7 +78,7 @@ TEST_F(bonds, BondWithoutASlaveListGivesNoSamples) {
     EXPECT_EQ(world.read(path(0)), datalist(names("office", {}) + second(first_second + 30, 0, 44, {})));
 }
 
-TEST_F(bonds, BondThatIsSwitchedOffIsRemoved) {
+TEST_F(BondModule, BondThatIsSwitchedOffIsRemoved) {
     enable(1);
     slaves(1, "0:eth0\n");
     request(bond_module, 2);
@@ -101,7 +101,7 @@ TEST_F(bonds, BondThatIsSwitchedOffIsRemoved) {
               datalist(names("office", {"WAN-1(slave1)"}) + second(first_second + 60, 1, 55, {11})));
 }
 
-TEST_F(bonds, OnlyAOneStartsABondAndOnlyAZeroStopsIt) {
+TEST_F(BondModule, OnlyAOneStartsABondAndOnlyAZeroStopsIt) {
     slaves(0, "0:eth0\n");
     start();
     live(1);
@@ -117,7 +117,7 @@ TEST_F(bonds, OnlyAOneStartsABondAndOnlyAZeroStopsIt) {
     EXPECT_EQ(starts_and_stops_after(0), std::pair(int64_t{1}, int64_t{1}));
 }
 
-TEST_F(bonds, RequestSelectsOneBond) {
+TEST_F(BondModule, RequestSelectsOneBond) {
     for (int bond = 0; bond < 3; ++bond) {
         enable(bond);
         slaves(bond, "0:eth0\n");
@@ -138,7 +138,7 @@ TEST_F(bonds, RequestSelectsOneBond) {
     EXPECT_EQ(world.read(path(1)), before);
 }
 
-TEST_F(bonds, AllShowTheOneNameMap) {
+TEST_F(BondModule, AllShowTheOneNameMap) {
     world.csman.set_string(bond_name_map, "both uplinks of the office");
     for (int bond = 0; bond < 3; ++bond) {
         enable(bond);
@@ -153,7 +153,7 @@ TEST_F(bonds, AllShowTheOneNameMap) {
 }
 
 // It is published as it is, though that is no XML.
-TEST_F(bonds, NameMapIsNotEscaped) {
+TEST_F(BondModule, NameMapIsNotEscaped) {
     world.csman.set_string(bond_name_map, "R&D <2>");
     enable(0);
     slaves(0, "0:eth0\n");

@@ -17,9 +17,9 @@ using ::testing::Not;
 constexpr char document[] = "/tmp/dashboard/current_traffic_sec_0.xml";
 constexpr char server_timeout[] = "warn[main]: error, server thread timeout event!\n";
 
-class current_traffic : public live_modules {
+class CurrentModule : public live_modules {
 protected:
-    current_traffic() {
+    CurrentModule() {
         for (uint64_t i = 0; i < 75; ++i) {
             interfaces.push_back({"veth" + std::to_string(i), 1000 * i, 2000 * i});
             names.push_back(interfaces.back().name);
@@ -67,7 +67,7 @@ protected:
     std::vector<std::string> names;
 };
 
-TEST_F(current_traffic, ShowsSeventyFiveInterfacesWithTheirRates) {
+TEST_F(CurrentModule, ShowsSeventyFiveInterfacesWithTheirRates) {
     netstat_prints(152); // two lines of headers
     start();
     live(10, [this](int64_t now) { count_traffic(now); });
@@ -87,7 +87,7 @@ TEST_F(current_traffic, ShowsSeventyFiveInterfacesWithTheirRates) {
     EXPECT_EQ(text.substr(0, text.find("  <port_3g1>")), expected + " <usage>10|50|15</usage>\n");
 }
 
-TEST_F(current_traffic, QuickNetstatKeepsTheServerLoopInItsSecond) {
+TEST_F(CurrentModule, QuickNetstatKeepsTheServerLoopInItsSecond) {
     world.slow("netstat", 0.6);
     start();
     live(60, [this](int64_t now) { count_traffic(now); });
@@ -96,7 +96,7 @@ TEST_F(current_traffic, QuickNetstatKeepsTheServerLoopInItsSecond) {
 }
 
 // Every third cycle takes two seconds and a half; the next begins at once.
-TEST_F(current_traffic, SlowNetstatDelaysTheServerLoopAndTheWatchdogLetsItBe) {
+TEST_F(CurrentModule, SlowNetstatDelaysTheServerLoopAndTheWatchdogLetsItBe) {
     netstat_prints(12);
     start();
     live(1);
@@ -107,7 +107,7 @@ TEST_F(current_traffic, SlowNetstatDelaysTheServerLoopAndTheWatchdogLetsItBe) {
     EXPECT_THAT(daemon->output(), Not(HasSubstr("timeout event")));
 }
 
-TEST_F(current_traffic, NetstatThatTakesLongerThanTheWatchdogWaitsEndsTheDaemon) {
+TEST_F(CurrentModule, NetstatThatTakesLongerThanTheWatchdogWaitsEndsTheDaemon) {
     start();
     live(6);
     world.slow("netstat", 11);
@@ -115,7 +115,7 @@ TEST_F(current_traffic, NetstatThatTakesLongerThanTheWatchdogWaitsEndsTheDaemon)
     EXPECT_THAT(daemon->output(), EndsWith(server_timeout));
 }
 
-TEST_F(current_traffic, HangingNetstatEndsTheDaemon) {
+TEST_F(CurrentModule, HangingNetstatEndsTheDaemon) {
     start();
     live(6);
     const std::string before = world.read(document);
@@ -128,7 +128,7 @@ TEST_F(current_traffic, HangingNetstatEndsTheDaemon) {
 }
 
 // It never stops printing; nobody but wc sees any of it.
-TEST_F(current_traffic, EndlessNetstatEndsTheDaemon) {
+TEST_F(CurrentModule, EndlessNetstatEndsTheDaemon) {
     start();
     live(6);
     world.tool("netstat", "echo $$ >" + world.folder_of("hung") + "/$$\nexec /usr/bin/yes");
@@ -137,7 +137,7 @@ TEST_F(current_traffic, EndlessNetstatEndsTheDaemon) {
     EXPECT_EQ(daemon->errors(), "");
 }
 
-TEST_F(current_traffic, ChatteringNetstatCountsAHundredPercentAtMost) {
+TEST_F(CurrentModule, ChatteringNetstatCountsAHundredPercentAtMost) {
     world.tool("netstat", "/usr/bin/seq 200000");
     start();
     live(10);
@@ -147,7 +147,7 @@ TEST_F(current_traffic, ChatteringNetstatCountsAHundredPercentAtMost) {
 }
 
 // The shell complains; the daemon counts no lines.
-TEST_F(current_traffic, MissingNetstatShowsZero) {
+TEST_F(CurrentModule, MissingNetstatShowsZero) {
     world.no_tool("netstat");
     start();
     live(10);
@@ -157,7 +157,7 @@ TEST_F(current_traffic, MissingNetstatShowsZero) {
     EXPECT_THAT(distances(9), ::testing::Each(1));
 }
 
-TEST_F(current_traffic, MissingWcShowsZero) {
+TEST_F(CurrentModule, MissingWcShowsZero) {
     world.no_tool("wc");
     start();
     live(10);
@@ -165,7 +165,7 @@ TEST_F(current_traffic, MissingWcShowsZero) {
     EXPECT_THAT(daemon->output(), Not(HasSubstr("get_netsession_usage")));
 }
 
-TEST_F(current_traffic, NetstatThatCannotBeStartedIsReported) {
+TEST_F(CurrentModule, NetstatThatCannotBeStartedIsReported) {
     netstat_prints(32);
     start();
     live(7);
@@ -180,7 +180,7 @@ TEST_F(current_traffic, NetstatThatCannotBeStartedIsReported) {
     EXPECT_EQ(usage(), "10|50|3");
 }
 
-TEST_F(current_traffic, LimitThatCannotBeReadIsReported) {
+TEST_F(CurrentModule, LimitThatCannotBeReadIsReported) {
     start();
     live(7);
     world.remove("/proc/sys/net/netfilter/nf_conntrack_max");

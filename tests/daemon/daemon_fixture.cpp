@@ -1,5 +1,6 @@
 #include "tests/daemon/daemon_fixture.h"
 #include "tests/daemon/daemon_command.h"
+#include "tests/support/files.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -8,7 +9,6 @@
 #include <csignal>
 #include <cstring>
 #include <fcntl.h>
-#include <fstream>
 #include <regex>
 #include <sstream>
 #include <stdexcept>
@@ -34,13 +34,6 @@ std::vector<std::string> split(const std::string& text, char separator) {
     return parts;
 }
 
-std::string read_file(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::ostringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
-
 std::vector<char*> pointers(std::vector<std::string>& texts) {
     std::vector<char*> found;
     found.reserve(texts.size() + 1);
@@ -57,6 +50,13 @@ int status_of(int wait_status) {
 
 int new_file(const std::string& path) {
     return open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_CLOEXEC, 0600);
+}
+
+void fill(int pipe) {
+    fcntl(pipe, F_SETFL, O_NONBLOCK);
+    while (write(pipe, "x", 1) == 1) {
+    }
+    fcntl(pipe, F_SETFL, 0);
 }
 
 std::optional<int> reap_one(pid_t pid) {
@@ -115,6 +115,9 @@ daemon_process::daemon_process(test_world& the_world, const std::vector<std::str
         throw std::runtime_error("no pipe");
     }
     pipe_end = ends[0];
+    if (output == console::full_pipe) {
+        fill(ends[1]);
+    }
     start(words, ends[1]);
 }
 

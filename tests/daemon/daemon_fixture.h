@@ -3,6 +3,7 @@
 #define TESTS_DAEMON_DAEMON_FIXTURE_H
 
 #include "tests/daemon/document_check.h"
+#include "tests/support/items.h"
 #include "tests/support/world.h"
 #include "tests/support/world_driver.h"
 
@@ -15,8 +16,8 @@
 
 namespace dashboard::testing {
 
-// Where the daemon's standard output goes: a file, or a pipe that the test reads.
-enum class console { file, pipe };
+// Where the daemon's standard output goes: a file, a pipe that the test reads, or one that is full already.
+enum class console { file, pipe, full_pipe };
 
 // One run of the built daemon. Starts it; ends it, whatever state it is in, with its own end. What it has published at
 // its end, and after every minute that it lived, must be what the schemas say, or the test fails.
@@ -59,7 +60,7 @@ public:
     std::string output() const;
     std::vector<std::string> output_lines() const;
     std::string errors() const;
-    // Read end of its standard output, with console::pipe.
+    // Read end of its standard output, when that is a pipe.
     int output_pipe() const { return pipe_end; }
 
 private:
@@ -90,16 +91,6 @@ protected:
 
     test_world world;
 };
-
-// Items of the configuration store.
-inline constexpr uint32_t daemon_enable = 0x150780;
-inline constexpr uint32_t log_mode = 0x150781;
-inline constexpr uint32_t wan_enable = 0x150785;
-inline constexpr uint32_t wan_view = 0x80150433;
-inline constexpr uint32_t start_marker = 0x8015043e;
-inline constexpr uint32_t wan_binding = 0x10600; // + slot
-inline constexpr uint32_t wan_name = 0x8001018f; // + binding 1..16
-inline constexpr uint32_t wan_name_99 = 0x8001000b;
 
 } // namespace dashboard::testing
 

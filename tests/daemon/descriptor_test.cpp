@@ -1,5 +1,7 @@
 // Empty files of access points, each of which costs the daemon a descriptor every second, until there are none left.
-#include "tests/daemon/all_modules.h"
+#include "tests/daemon/module_fixture.h"
+#include "tests/models/ap_records.h"
+#include "tests/models/router.h"
 
 #include <gmock/gmock.h>
 
@@ -35,7 +37,7 @@ private:
     rlimit before{};
 };
 
-class empty_ap_files : public live_modules {
+class EmptyApFiles : public live_modules {
 protected:
     void leave_empty(int files) {
         for (int ap = 0; ap < files; ++ap) {
@@ -44,7 +46,7 @@ protected:
     }
 
     void start_with_everything_on() {
-        configure_world(world);
+        configure_router(world);
         for (const module_items& module : all_modules) {
             switch_on(module, 1);
         }
@@ -54,7 +56,7 @@ protected:
 
     // Lives, its inputs changing, until the descriptors have run out.
     void run_out() {
-        live(20, [this](int64_t now) { fill_world(world, static_cast<uint64_t>(now - first_cycle)); });
+        live(20, [this](int64_t now) { router_at(world, static_cast<uint64_t>(now - first_cycle)); });
         EXPECT_THAT(daemon->output(), Not(HasSubstr(no_more)));
         leave_empty(128);
         live(3);
@@ -75,7 +77,7 @@ protected:
     }
 };
 
-TEST_F(empty_ap_files, CostADescriptorASecondAndModule) {
+TEST_F(EmptyApFiles, CostADescriptorASecondAndModule) {
     leave_empty(5);
     switch_on(ap_module);
     switch_on(allap_module);
@@ -92,7 +94,7 @@ TEST_F(empty_ap_files, CostADescriptorASecondAndModule) {
 }
 
 // What it says in twelve seconds, that is in one round of everything that it does.
-TEST_F(empty_ap_files, AreNamedByTheirEffectInTheLog) {
+TEST_F(EmptyApFiles, AreNamedByTheirEffectInTheLog) {
     start_with_everything_on();
     run_out();
     const size_t said = daemon->output_lines().size();
@@ -121,7 +123,7 @@ TEST_F(empty_ap_files, AreNamedByTheirEffectInTheLog) {
     EXPECT_EQ(std::set<std::string>(lines.begin() + static_cast<std::ptrdiff_t>(said), lines.end()), expected);
 }
 
-TEST_F(empty_ap_files, LeaveTheDocumentsAsTheyWere) {
+TEST_F(EmptyApFiles, LeaveTheDocumentsAsTheyWere) {
     start_with_everything_on();
     run_out();
     const std::map<std::string, std::string> before = documents();
@@ -133,7 +135,7 @@ TEST_F(empty_ap_files, LeaveTheDocumentsAsTheyWere) {
     EXPECT_EQ(documents(), before);
 }
 
-TEST_F(empty_ap_files, LeaveItAliveUntilItIsTerminated) {
+TEST_F(EmptyApFiles, LeaveItAliveUntilItIsTerminated) {
     start_with_everything_on();
     run_out();
     live(300);

@@ -18,7 +18,7 @@ using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::Not;
 
-using life_cycle = daemon_test;
+using LifeCycle = daemon_test;
 
 constexpr char pid_file[] = "/var/run/dashboard_daemon.pid";
 
@@ -45,7 +45,7 @@ uint64_t bit(int signal) {
     return uint64_t{1} << (signal - 1);
 }
 
-TEST_F(life_cycle, WritesItsProcessIdIntoThePidFileAndEndsItsParentWithZero) {
+TEST_F(LifeCycle, WritesItsProcessIdIntoThePidFileAndEndsItsParentWithZero) {
     daemon_process daemon(world, {});
     ASSERT_TRUE(daemon.run_for(3));
     EXPECT_EQ(daemon.parent_status(), 0);
@@ -59,7 +59,7 @@ TEST_F(life_cycle, WritesItsProcessIdIntoThePidFileAndEndsItsParentWithZero) {
 }
 
 // The file is neither truncated nor removed: what stood behind the number stays.
-TEST_F(life_cycle, WritesOverTheFrontOfAnOldPidFile) {
+TEST_F(LifeCycle, WritesOverTheFrontOfAnOldPidFile) {
     world.file(pid_file, "12345678901234567890\nrest\n");
     daemon_process daemon(world, {});
     ASSERT_TRUE(daemon.run_for(1));
@@ -67,7 +67,7 @@ TEST_F(life_cycle, WritesOverTheFrontOfAnOldPidFile) {
     EXPECT_EQ(world.read(pid_file), number + std::string("12345678901234567890\nrest\n").substr(number.size()));
 }
 
-TEST_F(life_cycle, MakesItsFolderThroughTheRunnerFirstOfAll) {
+TEST_F(LifeCycle, MakesItsFolderThroughTheRunnerFirstOfAll) {
     daemon_process daemon(world, {});
     ASSERT_TRUE(daemon.run_for(1));
     EXPECT_THAT(command_texts(world), ElementsAre("dashboard_main main mkdir -p /tmp/dashboard/"));
@@ -75,7 +75,7 @@ TEST_F(life_cycle, MakesItsFolderThroughTheRunnerFirstOfAll) {
     EXPECT_TRUE(world.exists("/tmp/dashboard"));
 }
 
-TEST_F(life_cycle, MakesItsFolderOnceMoreWhenItIsStillMissing) {
+TEST_F(LifeCycle, MakesItsFolderOnceMoreWhenItIsStillMissing) {
     world.fail("exec", 0, "mkdir -p");
     daemon_process daemon(world, {});
     ASSERT_TRUE(daemon.run_for(1));
@@ -84,21 +84,21 @@ TEST_F(life_cycle, MakesItsFolderOnceMoreWhenItIsStillMissing) {
     EXPECT_EQ(daemon.errors(), "");
 }
 
-TEST_F(life_cycle, OpensTheSystemLogAsDashboard) {
+TEST_F(LifeCycle, OpensTheSystemLogAsDashboard) {
     daemon_process daemon(world, {});
     ASSERT_TRUE(daemon.run_for(1));
     EXPECT_THAT(world.calls("setlogmask"), ElementsAre("127"));
     EXPECT_THAT(world.calls("openlog"), ElementsAre("Dashboard 0 8"));
 }
 
-TEST_F(life_cycle, PublishesWithTheModesThatItsUmaskLeaves) {
+TEST_F(LifeCycle, PublishesWithTheModesThatItsUmaskLeaves) {
     world.csman.set(wan_enable, 1);
     daemon_process daemon(world, {});
     ASSERT_TRUE(daemon.run_for(3));
     EXPECT_EQ(world.mode("/tmp/dashboard/wan_traffic_sec_0.xml"), 0640u);
 }
 
-TEST_F(life_cycle, WorksInTmpAndBlocksTheTerminalsSignals) {
+TEST_F(LifeCycle, WorksInTmpAndBlocksTheTerminalsSignals) {
     if (std::strlen(DASHBOARD_EMULATOR) != 0) {
         GTEST_SKIP() << "the emulator's own process shows other signals";
     }
@@ -109,7 +109,7 @@ TEST_F(life_cycle, WorksInTmpAndBlocksTheTerminalsSignals) {
     EXPECT_EQ(blocked, bit(SIGCHLD) | bit(SIGTSTP) | bit(SIGTTOU) | bit(SIGTTIN));
 }
 
-TEST_F(life_cycle, LogcLogsOnTheConsole) {
+TEST_F(LifeCycle, LogcLogsOnTheConsole) {
     daemon_process daemon(world, {"logc"});
     ASSERT_TRUE(daemon.run_for(2));
     EXPECT_EQ(daemon.output().rfind("enable console debuging\nlog[term_monitor_cb]: term_mc idx=0\n", 0), 0u)
@@ -117,28 +117,28 @@ TEST_F(life_cycle, LogcLogsOnTheConsole) {
     EXPECT_THAT(world.syslog_lines(), IsEmpty());
 }
 
-TEST_F(life_cycle, LogsLogsToTheSystemLog) {
+TEST_F(LifeCycle, LogsLogsToTheSystemLog) {
     daemon_process daemon(world, {"logs"});
     ASSERT_TRUE(daemon.run_for(2));
     EXPECT_EQ(daemon.output(), "enable syslog debuging\n");
     EXPECT_THAT(without_line_numbers(world.calls("syslog").at(0)), "5 log[term_monitor_cb]: term_mc idx=0");
 }
 
-TEST_F(life_cycle, LastWordAboutTheLogWins) {
+TEST_F(LifeCycle, LastWordAboutTheLogWins) {
     daemon_process daemon(world, {"logc", "logs"});
     ASSERT_TRUE(daemon.run_for(2));
     EXPECT_EQ(daemon.output(), "enable console debuging\nenable syslog debuging\n");
     EXPECT_THAT(world.syslog_lines(), Not(IsEmpty()));
 }
 
-TEST_F(life_cycle, ConsoleComesBackWhenItsWordIsLast) {
+TEST_F(LifeCycle, ConsoleComesBackWhenItsWordIsLast) {
     daemon_process daemon(world, {"logs", "logc"});
     ASSERT_TRUE(daemon.run_for(2));
     EXPECT_THAT(daemon.output(), HasSubstr("term_mc idx=0"));
     EXPECT_THAT(world.syslog_lines(), IsEmpty());
 }
 
-TEST_F(life_cycle, UnknownWordsAreIgnored) {
+TEST_F(LifeCycle, UnknownWordsAreIgnored) {
     daemon_process daemon(world, {"logC", "", "--help", "logc2", "delay"});
     ASSERT_TRUE(daemon.run_for(5));
     EXPECT_EQ(daemon.output(), "");
@@ -147,7 +147,7 @@ TEST_F(life_cycle, UnknownWordsAreIgnored) {
     EXPECT_THAT(world.calls("csman"), Not(IsEmpty()));
 }
 
-TEST_F(life_cycle, DelaystartWaitsTwentySecondsForTheThreads) {
+TEST_F(LifeCycle, DelaystartWaitsTwentySecondsForTheThreads) {
     daemon_process daemon(world, {"delaystart"});
     ASSERT_TRUE(daemon.run_for(19.9));
     EXPECT_EQ(daemon.time().tid(1), 0);
@@ -159,7 +159,7 @@ TEST_F(life_cycle, DelaystartWaitsTwentySecondsForTheThreads) {
     EXPECT_NE(daemon.time().tid(2), 0);
 }
 
-TEST_F(life_cycle, SecondInstanceEndsAtTheLock) {
+TEST_F(LifeCycle, SecondInstanceEndsAtTheLock) {
     daemon_process first(world, {});
     ASSERT_TRUE(first.run_for(2));
     const std::string pid_text = world.read(pid_file);
@@ -177,7 +177,7 @@ TEST_F(life_cycle, SecondInstanceEndsAtTheLock) {
     EXPECT_TRUE(first.run_for(20));
 }
 
-TEST_F(life_cycle, LockIsFreeAgainWhenTheHolderHasEnded) {
+TEST_F(LifeCycle, LockIsFreeAgainWhenTheHolderHasEnded) {
     {
         daemon_process first(world, {});
         ASSERT_TRUE(first.run_for(2));
@@ -191,7 +191,7 @@ TEST_F(life_cycle, LockIsFreeAgainWhenTheHolderHasEnded) {
     EXPECT_TRUE(second.run_for(10));
 }
 
-TEST_F(life_cycle, WithoutAPidFileItEndsWithAMessage) {
+TEST_F(LifeCycle, WithoutAPidFileItEndsWithAMessage) {
     world.remove("/var/run");
     daemon_process daemon(world, {});
     EXPECT_EQ(daemon.wait_for_exit(), 1);
@@ -200,7 +200,7 @@ TEST_F(life_cycle, WithoutAPidFileItEndsWithAMessage) {
     EXPECT_THAT(world.syslog_lines().size(), 1u);
 }
 
-TEST_F(life_cycle, WithoutAMutexItEndsBeforeItForks) {
+TEST_F(LifeCycle, WithoutAMutexItEndsBeforeItForks) {
     world.fail("pthread_mutex_init", ENOMEM);
     daemon_process daemon(world, {});
     EXPECT_EQ(daemon.parent_status(), 1);
@@ -209,7 +209,7 @@ TEST_F(life_cycle, WithoutAMutexItEndsBeforeItForks) {
     EXPECT_FALSE(world.exists(pid_file));
 }
 
-TEST_F(life_cycle, FailedForkEndsIt) {
+TEST_F(LifeCycle, FailedForkEndsIt) {
     world.fail("fork", EAGAIN);
     daemon_process daemon(world);
     EXPECT_EQ(daemon.parent_status(), 1);
@@ -217,7 +217,7 @@ TEST_F(life_cycle, FailedForkEndsIt) {
     EXPECT_FALSE(world.exists(pid_file));
 }
 
-TEST_F(life_cycle, FailedSetsidEndsIt) {
+TEST_F(LifeCycle, FailedSetsidEndsIt) {
     world.fail("setsid", EPERM);
     daemon_process daemon(world);
     EXPECT_EQ(daemon.wait_for_exit(), 1);
@@ -226,7 +226,7 @@ TEST_F(life_cycle, FailedSetsidEndsIt) {
     EXPECT_FALSE(world.exists(pid_file));
 }
 
-TEST_F(life_cycle, HandlersThatCannotBeInstalledAreReportedAndForgotten) {
+TEST_F(LifeCycle, HandlersThatCannotBeInstalledAreReportedAndForgotten) {
     for (const int signal : {SIGHUP, SIGTERM, SIGINT}) {
         world.fail("sigaction", EINVAL, strsignal(signal));
     }
@@ -243,7 +243,7 @@ TEST_F(life_cycle, HandlersThatCannotBeInstalledAreReportedAndForgotten) {
     EXPECT_EQ(daemon.wait_for_exit(), killed_by(SIGHUP));
 }
 
-TEST_F(life_cycle, ChildOfInitStaysInTheForegroundWithoutAPidFile) {
+TEST_F(LifeCycle, ChildOfInitStaysInTheForegroundWithoutAPidFile) {
     world.parent_id(1);
     daemon_process daemon(world, {"logc"});
     ASSERT_TRUE(daemon.run_for(30));

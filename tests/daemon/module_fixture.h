@@ -3,6 +3,7 @@
 #define TESTS_DAEMON_MODULE_FIXTURE_H
 
 #include "tests/daemon/daemon_fixture.h"
+#include "tests/models/documents.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -13,58 +14,10 @@
 
 namespace dashboard::testing {
 
-// One module: its number in the log, its items, the mark it leaves in the start marker (0: none).
-struct module_items {
-    int index;
-    uint32_t enable;
-    uint32_t view;
-    int32_t marker;
-};
-
-inline constexpr module_items cpu_module = {0, 0x150783, 0x80150431, 1};
-inline constexpr module_items mem_module = {1, 0x150784, 0x80150432, 2};
-inline constexpr module_items wan_module = {2, 0x150785, 0x80150433, 3};
-inline constexpr module_items bond_module = {3, 0x150786, 0x80150434, 40}; // + bond
-inline constexpr module_items lan_module = {4, 0x150787, 0x80150435, 5};
-inline constexpr module_items wifi_24g_module = {5, 0x150788, 0x80150436, 6};
-inline constexpr module_items wifi_5g_module = {6, 0x150789, 0x80150437, 7};
-inline constexpr module_items ap_module = {7, 0x15078a, 0x80150438, 8};
-inline constexpr module_items allap_module = {8, 0x15078b, 0x80150439, 9};
-inline constexpr module_items current_module = {9, 0x150782, 0x80150430, 0};
-inline constexpr module_items sim_module = {10, 0x15078c, 0x8015043a, 10};
-
-inline constexpr module_items all_modules[] = {
-    cpu_module,     mem_module, wan_module,   bond_module,    lan_module, wifi_24g_module,
-    wifi_5g_module, ap_module,  allap_module, current_module, sim_module,
-};
-
-// Items of the configuration store that the wireless modules read.
-inline constexpr uint32_t wifi_24g_interface = 0x8000f391;
-inline constexpr uint32_t wifi_5g_interface = 0x8000f392;
-inline constexpr uint32_t bond_enable = 0xb20070;                                // + bond
-inline constexpr uint32_t bond_name_map = 0xb200b0;                              // of all three
-inline constexpr uint32_t sim_state = 0x801e5020;                                // + slot, from 0
-inline constexpr uint32_t sim_measures[] = {0x801e5f00, 0x801e8860, 0x801e7e20,  // RSSI, RSRP, RSRQ; + slot
-                                            0x801e2be0, 0x801e7c20, 0x801e5e00}; // SINR, RSCP, EcIo
-
 // When the first cycle of a daemon that was just started takes place.
 inline constexpr int64_t first_cycle = first_second + 1;
 
-// A document around these lines.
-inline std::string datalist(const std::string& lines) {
-    return "<?xml version=\"1.0\" ?>\n<datalist>\n" + lines + "</datalist>\n";
-}
-
-inline std::string time_line(int64_t seconds) {
-    return "    <time>" + std::to_string(seconds) + "000</time>\n";
-}
-
-template <class Number>
-std::string element(const std::string& tag, Number value) {
-    return "    <" + tag + ">" + std::to_string(value) + "</" + tag + ">\n";
-}
-
-class modules : public daemon_test {
+class Modules : public daemon_test {
 protected:
     int64_t count(const daemon_process& process, const std::string& line) const {
         const std::vector<std::string> lines = process.output_lines();
@@ -92,7 +45,7 @@ protected:
 };
 
 // One module or some, on from the first cycle, with a viewer who asks anew every second where there is a request.
-class live_modules : public modules {
+class live_modules : public Modules {
 protected:
     void switch_on(const module_items& module, int32_t request = 0) {
         world.csman.set(module.enable, 1);

@@ -1,6 +1,7 @@
 // The life of each module in a whole daemon: its item, its first documents, its links and its mark; its viewers; its
 // end and its second beginning.
-#include "tests/daemon/all_modules.h"
+#include "tests/daemon/module_fixture.h"
+#include "tests/models/router.h"
 
 #include <gmock/gmock.h>
 
@@ -61,10 +62,10 @@ const module_case cases[] = {
     series_module("Sim", sim_module, "sim_strquality"),
 };
 
-class module_life : public live_modules, public ::testing::WithParamInterface<module_case> {
+class ModuleLife : public live_modules, public ::testing::WithParamInterface<module_case> {
 protected:
-    module_life() {
-        configure_world(world);
+    ModuleLife() {
+        configure_router(world);
         switch_on(GetParam().items);
     }
 
@@ -98,9 +99,9 @@ protected:
     }
 };
 
-INSTANTIATE_TEST_SUITE_P(of, module_life, ::testing::ValuesIn(cases), name_of_module);
+INSTANTIATE_TEST_SUITE_P(Of, ModuleLife, ::testing::ValuesIn(cases), name_of_module);
 
-TEST_P(module_life, BeginsWithItsItemAndWithDocumentsWithoutSamples) {
+TEST_P(ModuleLife, BeginsWithItsItemAndWithDocumentsWithoutSamples) {
     world.csman.set(GetParam().items.enable, 0);
     start();
     live(6);
@@ -115,14 +116,14 @@ TEST_P(module_life, BeginsWithItsItemAndWithDocumentsWithoutSamples) {
     expect_mark();
 }
 
-TEST_P(module_life, ShowsItselfToAViewerForSixtyOneCycles) {
+TEST_P(ModuleLife, ShowsItselfToAViewerForSixtyOneCycles) {
     start();
     live(1);
     world.csman.set(GetParam().items.view, 1);
     std::vector<int> cycles;
     std::string before = world.exists("/tmp/dashboard/" + GetParam().watched) ? read(GetParam().watched) : "";
     for (int cycle = 2; cycle <= 80; ++cycle) {
-        fill_world(world, static_cast<uint64_t>(cycle));
+        router_at(world, static_cast<uint64_t>(cycle));
         live(1);
         const bool there = world.exists("/tmp/dashboard/" + GetParam().watched);
         const std::string now = there ? read(GetParam().watched) : "";
@@ -141,7 +142,7 @@ TEST_P(module_life, ShowsItselfToAViewerForSixtyOneCycles) {
     EXPECT_EQ(world.csman.get(GetParam().items.view), 0);
 }
 
-TEST_P(module_life, EndsWithItsItemAndBeginsAnew) {
+TEST_P(ModuleLife, EndsWithItsItemAndBeginsAnew) {
     start();
     request(GetParam().items, 1);
     live(20);

@@ -14,7 +14,7 @@ using ::testing::Not;
 
 constexpr char sec_path[] = "/tmp/dashboard/wan_traffic_sec_0.xml";
 
-TEST_F(modules, AreAllTerminatedOnceAtTheStart) {
+TEST_F(Modules, AreAllTerminatedOnceAtTheStart) {
     daemon_process daemon(world);
     ASSERT_TRUE(daemon.run_for(0.5));
     std::string expected = "enable console debuging\n";
@@ -30,7 +30,7 @@ TEST_F(modules, AreAllTerminatedOnceAtTheStart) {
     EXPECT_EQ(recorded("unlink", "/tmp/dashboard/wan_traffic*"), 1);
 }
 
-TEST_F(modules, LiveOnAConfigurationHandleOfZeroToo) {
+TEST_F(Modules, LiveOnAConfigurationHandleOfZeroToo) {
     world.state().csman.handle = 0;
     world.csman.set(wan_enable, 1);
     daemon_process daemon(world);
@@ -42,7 +42,7 @@ TEST_F(modules, LiveOnAConfigurationHandleOfZeroToo) {
     EXPECT_EQ(recorded("csman", "close 0"), 1);
 }
 
-TEST_F(modules, StayOffWhileTheDaemonIsNotEnabled) {
+TEST_F(Modules, StayOffWhileTheDaemonIsNotEnabled) {
     world.csman.set(daemon_enable, 0);
     world.csman.set(wan_enable, 1);
     daemon_process daemon(world);
@@ -52,7 +52,7 @@ TEST_F(modules, StayOffWhileTheDaemonIsNotEnabled) {
     EXPECT_FALSE(world.exists(sec_path));
 }
 
-TEST_F(modules, StopAndStartWithTheirItem) {
+TEST_F(Modules, StopAndStartWithTheirItem) {
     world.csman.set(wan_enable, 1);
     daemon_process daemon(world);
     ASSERT_TRUE(daemon.run_for(10));
@@ -67,7 +67,7 @@ TEST_F(modules, StopAndStartWithTheirItem) {
 }
 
 // A module whose own item has not moved stays down when the daemon is enabled again.
-TEST_F(modules, StayDownAfterADisabledDaemonUntilTheirItemMoves) {
+TEST_F(Modules, StayDownAfterADisabledDaemonUntilTheirItemMoves) {
     world.csman.set(wan_enable, 1);
     daemon_process daemon(world);
     ASSERT_TRUE(daemon.run_for(10));
@@ -85,7 +85,7 @@ TEST_F(modules, StayDownAfterADisabledDaemonUntilTheirItemMoves) {
     EXPECT_EQ(count(daemon, "log[init_monitor_cb]: init_mc idx=2"), 2);
 }
 
-TEST_F(modules, EnabledWithTwoAreStartedButNeverRun) {
+TEST_F(Modules, EnabledWithTwoAreStartedButNeverRun) {
     world.csman.set(wan_enable, 2);
     daemon_process daemon(world);
     ASSERT_TRUE(daemon.run_for(0.5));
@@ -96,7 +96,7 @@ TEST_F(modules, EnabledWithTwoAreStartedButNeverRun) {
     EXPECT_EQ(world.csman.get(wan_view), 1); // nobody took the request
 }
 
-TEST_F(modules, GoingFromOneToTwoStopsTheirLoop) {
+TEST_F(Modules, GoingFromOneToTwoStopsTheirLoop) {
     world.csman.set(wan_enable, 1);
     world.alive({});
     daemon_process daemon(world);
@@ -110,7 +110,7 @@ TEST_F(modules, GoingFromOneToTwoStopsTheirLoop) {
     EXPECT_EQ(count(daemon, "log[dashboard_loop]: loop callback fail(2)"), failures);
 }
 
-TEST_F(modules, FailedReadOfAnEnableItemKeepsItsLastValue) {
+TEST_F(Modules, FailedReadOfAnEnableItemKeepsItsLastValue) {
     world.csman.set(wan_enable, 1);
     daemon_process daemon(world);
     ASSERT_TRUE(daemon.run_for(10));
@@ -120,20 +120,20 @@ TEST_F(modules, FailedReadOfAnEnableItemKeepsItsLastValue) {
     EXPECT_EQ(count(daemon, "log[term_monitor_cb]: term_mc idx=2"), 1);
 }
 
-TEST_F(modules, ItemsAreReadEverySixthCycleBeginningWithTheFirst) {
+TEST_F(Modules, ItemsAreReadEverySixthCycleBeginningWithTheFirst) {
     daemon_process daemon(world);
     ASSERT_TRUE(daemon.run_for(0.5));
     EXPECT_THAT(cycles_with(daemon, 20, "csman", "read_int 7 0x150780"), ElementsAre(1, 7, 13, 19));
 }
 
-TEST_F(modules, AliveListIsMadeEveryEleventhCycleBeginningWithTheFirst) {
+TEST_F(Modules, AliveListIsMadeEveryEleventhCycleBeginningWithTheFirst) {
     daemon_process daemon(world);
     ASSERT_TRUE(daemon.run_for(0.5));
     EXPECT_THAT(cycles_with(daemon, 36, "popen", "re ifconfig | awk '/Link encap/{print $1}'"),
                 ElementsAre(1, 12, 23, 34));
 }
 
-TEST_F(modules, SeventySixthInterfaceIsReportedEveryCycle) {
+TEST_F(Modules, SeventySixthInterfaceIsReportedEveryCycle) {
     std::vector<interface_bytes> interfaces;
     interfaces.reserve(76);
     for (int i = 0; i < 76; ++i) {

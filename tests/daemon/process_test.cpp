@@ -22,7 +22,7 @@ struct descriptor {
     bool closed_by_exec;
 };
 
-class process : public daemon_test {
+class Process : public daemon_test {
 protected:
     static std::string folder_of(const daemon_process& daemon) { return "/proc/" + std::to_string(daemon.pid()) + "/"; }
 
@@ -50,7 +50,7 @@ protected:
     }
 };
 
-TEST_F(process, StandsOnTheCLibraryThatIsTested) {
+TEST_F(Process, StandsOnTheCLibraryThatIsTested) {
     daemon_process daemon(world);
     ASSERT_TRUE(daemon.run_for(1));
     const char* const sysroot = getenv("DASHBOARD_TESTED_SYSROOT");
@@ -59,7 +59,7 @@ TEST_F(process, StandsOnTheCLibraryThatIsTested) {
 }
 
 // A tool that is started meanwhile, by whichever thread, must not hold another one's pipe open.
-TEST_F(process, ToolsInheritNothingWhileAnotherToolRuns) {
+TEST_F(Process, ToolsInheritNothingWhileAnotherToolRuns) {
     world.hanging_tool("mpstat", "Linux\n");
     daemon_process daemon(world);
     ASSERT_TRUE(daemon.run_for(0.5));

@@ -15,7 +15,7 @@ using ::testing::Not;
 
 constexpr char mpstat_command[] = "re mpstat -P ALL 1 2";
 
-class query_thread : public daemon_test {
+class QueryThread : public daemon_test {
 protected:
     size_t measurements() const {
         const std::vector<std::string> commands = world.calls("popen");
@@ -38,7 +38,7 @@ protected:
 
 // It starts a second after the server thread, looks every second, and measures when more than two seconds have passed,
 // then more than three since the last measurement began; a real mpstat takes two of them.
-TEST_F(query_thread, MeasuresAboutEveryFourSeconds) {
+TEST_F(QueryThread, MeasuresAboutEveryFourSeconds) {
     world.slow("mpstat", 2);
     daemon_process daemon(world);
     ASSERT_TRUE(daemon.run_for(1.5));
@@ -46,7 +46,7 @@ TEST_F(query_thread, MeasuresAboutEveryFourSeconds) {
     EXPECT_THAT(daemon.output(), Not(HasSubstr("timeout event")));
 }
 
-TEST_F(query_thread, ReportsAJumpOfTheClockAndMeasuresFourSecondsLater) {
+TEST_F(QueryThread, ReportsAJumpOfTheClockAndMeasuresFourSecondsLater) {
     daemon_process daemon(world);
     ASSERT_TRUE(daemon.run_for(20.5));
     while (measurements() == 0 || seconds_with_measurement(daemon, 1).empty()) {
@@ -59,7 +59,7 @@ TEST_F(query_thread, ReportsAJumpOfTheClockAndMeasuresFourSecondsLater) {
                           "), last(" + std::to_string(now) + "), diff(61)\n"));
 }
 
-TEST_F(query_thread, ReportsAJumpBackwards) {
+TEST_F(QueryThread, ReportsAJumpBackwards) {
     daemon_process daemon(world);
     ASSERT_TRUE(daemon.run_for(20.5));
     world.clock.step_wall(-3600);
@@ -70,7 +70,7 @@ TEST_F(query_thread, ReportsAJumpBackwards) {
     EXPECT_EQ(output.find("maybe sys time was changed??", first + 1), std::string::npos);
 }
 
-TEST_F(query_thread, TriesAgainAfterAFailedStart) {
+TEST_F(QueryThread, TriesAgainAfterAFailedStart) {
     world.fail("popen", EAGAIN, "mpstat");
     daemon_process daemon(world);
     ASSERT_TRUE(daemon.run_for(30));
@@ -80,7 +80,7 @@ TEST_F(query_thread, TriesAgainAfterAFailedStart) {
     EXPECT_GE(measurements(), 5u);
 }
 
-TEST_F(query_thread, IgnoresGarbage) {
+TEST_F(QueryThread, IgnoresGarbage) {
     world.tool("mpstat", "printf 'garbage\\nAverage: x\\nAverage:     CPU\\n'");
     daemon_process daemon(world);
     ASSERT_TRUE(daemon.run_for(5));

@@ -1,10 +1,8 @@
 // The SIM signal-quality module in a whole daemon.
 #include "tests/daemon/module_fixture.h"
-#include "tests/unit/history_model.h"
+#include "tests/models/records.h"
 
 #include <gmock/gmock.h>
-
-#include <array>
 
 namespace dashboard::testing {
 namespace {
@@ -17,20 +15,14 @@ constexpr char hour_path[] = "/tmp/dashboard/sim_strquality_hour_0.xml";
 constexpr char nothing_alive[] = "log[dashboard_loop]: loop callback fail(10)";
 constexpr char first_is_dead[] = "log[get_sim_strquality_item]: 3G/4G-1 is dead";
 
-// RSSI, RSRP, RSRQ, SINR, RSCP, EcIo.
-using measures = std::array<int32_t, 6>;
-
-// Those of SIM 1, then those of SIM 2.
-using sim_second = plain_sample<int32_t, 12>;
-
-class sim : public live_modules {
+class SimModule : public live_modules {
 protected:
-    sim() { switch_on(sim_module, 1); }
+    SimModule() { switch_on(sim_module, 1); }
 
     // Slots are 0 and 1.
-    void measure(uint32_t slot, const measures& values) {
+    void measure(uint32_t slot, const sim_measures& values) {
         for (size_t m = 0; m < values.size(); ++m) {
-            world.csman.set(sim_measures[m] + slot, values[m]);
+            world.csman.set(sim_measure_items[m] + slot, values[m]);
         }
     }
     void state(uint32_t slot, int32_t value) { world.csman.set(sim_state + slot, value); }
@@ -59,7 +51,7 @@ protected:
 };
 
 // A slot that is off shows a minus sign before its zeros too.
-TEST_F(sim, ShowsBothSlotsOneOfThemOff) {
+TEST_F(SimModule, ShowsBothSlotsOneOfThemOff) {
     state(0, 1);
     measure(0, {75, 101, 12, -3, 80, 6});
     measure(1, {1, 2, 3, 4, 5, 6});
@@ -83,7 +75,7 @@ TEST_F(sim, ShowsBothSlotsOneOfThemOff) {
                                     "</datalist>\n");
 }
 
-TEST_F(sim, ShowsNegativeMagnitudesBehindTwoMinusSigns) {
+TEST_F(SimModule, ShowsNegativeMagnitudesBehindTwoMinusSigns) {
     state(1, 1);
     measure(1, {-75, 0, 2147483647, -2147483647 - 1, 5, 6});
     start();
@@ -98,7 +90,7 @@ TEST_F(sim, ShowsNegativeMagnitudesBehindTwoMinusSigns) {
 }
 
 // A slot begins with a state of 1 only, but lives on with any state but 0 until the next check, in the tenth cycle.
-TEST_F(sim, SlotThatTurnsToTwoLivesUntilTheNextCheck) {
+TEST_F(SimModule, SlotThatTurnsToTwoLivesUntilTheNextCheck) {
     state(0, 1);
     start();
     live(1);
@@ -109,7 +101,7 @@ TEST_F(sim, SlotThatTurnsToTwoLivesUntilTheNextCheck) {
     EXPECT_EQ(lines_saying(first_is_dead), 0);
 }
 
-TEST_F(sim, SlotInAnotherStateThanOneDoesNotBegin) {
+TEST_F(SimModule, SlotInAnotherStateThanOneDoesNotBegin) {
     state(0, 2);
     state(1, -1);
     start();
@@ -119,7 +111,7 @@ TEST_F(sim, SlotInAnotherStateThanOneDoesNotBegin) {
 }
 
 // Its fields are zero in the samples that the other slot gives; without another there are no samples.
-TEST_F(sim, DeadSlotIsReportedEverySecondUntilTheNextCheck) {
+TEST_F(SimModule, DeadSlotIsReportedEverySecondUntilTheNextCheck) {
     state(0, 1);
     state(1, 1);
     measure(0, {75, 101, 12, 3, 80, 6});
@@ -147,50 +139,32 @@ TEST_F(sim, DeadSlotIsReportedEverySecondUntilTheNextCheck) {
     EXPECT_EQ(lines_saying(nothing_alive), 12);
 }
 
-std::string document(const std::vector<sim_second>& samples) {
-    static const char* const names[] = {"RSSI", "RSRP", "RSRQ", "SINR", "RSCP", "EcIo"};
-    std::string lines;
-    for (const sim_second& sample : samples) {
-        lines += time_line(sample.time);
-        for (size_t i = 0; i < 12; ++i) {
-            const std::string tag = "sim" + std::to_string(i / 6 + 1) + "_" + names[i % 6];
-            lines +=
-                "    <" + tag + ">" + (i % 6 == 3 ? "" : "-") + std::to_string(sample.value[i]) + "</" + tag + ">\n";
-        }
-    }
-    return datalist(lines);
-}
-
 // Averages are signed and cut towards zero.
-TEST_F(sim, RollsUpItsMinutesAndItsHour) {
+TEST_F(SimModule, RollsUpItsMinutesAndItsHour) {
     state(0, 1);
     state(1, 1);
-    history_model<sim_second> model{first_cycle};
+    history_model<sim_record> model{first_cycle};
     const auto change = [&](int64_t now) {
         const auto n = static_cast<int32_t>(now - first_cycle);
-        const measures first = {70 + n % 7, 100 + n % 13, n % 3, -n, 80, 6};
-        const measures second = {n, 2 * n, -n, 3 - n % 11, -1, n % 2};
+        const sim_measures first = {70 + n % 7, 100 + n % 13, n % 3, -n, 80, 6};
+        const sim_measures second = {n, 2 * n, -n, 3 - n % 11, -1, n % 2};
         measure(0, first);
         measure(1, second);
-        sim_second sample;
-        sample.time = now;
-        std::copy(first.begin(), first.end(), sample.value.begin());
-        std::copy(second.begin(), second.end(), sample.value.begin() + 6);
-        EXPECT_TRUE(model.feed(sample));
+        EXPECT_TRUE(model.feed(sim_at(now, first, second)));
     };
     start();
     live(60, change);
     EXPECT_EQ(world.read(min_path), datalist(""));
     live(130, change);
     ASSERT_EQ(model.min.held.size(), 3u);
-    EXPECT_EQ(world.read(sec_path), document(model.sec.newest(72)));
-    EXPECT_EQ(world.read(min_path), document(model.min.newest(72)));
+    EXPECT_EQ(world.read(sec_path), sim_document(model.sec.newest(72)));
+    EXPECT_EQ(world.read(min_path), sim_document(model.min.newest(72)));
     request(sim_module, 0);
     live(62, change);
     const std::string minutes = world.read(min_path);
     step_clock(3400, change);
     ASSERT_EQ(model.hour.held.size(), 1u);
-    EXPECT_EQ(world.read(hour_path), document(model.hour.newest(72)));
+    EXPECT_EQ(world.read(hour_path), sim_document(model.hour.newest(72)));
     EXPECT_EQ(world.read(min_path), minutes); // nobody looks
 }
 

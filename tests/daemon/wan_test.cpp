@@ -13,11 +13,11 @@ using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::Not;
 
-using wan = modules;
+using WanModule = Modules;
 
 constexpr char sec_path[] = "/tmp/dashboard/wan_traffic_sec_0.xml";
 
-TEST_F(wan, WanStartsWithThreeEmptyDocumentsAndItsMark) {
+TEST_F(WanModule, WanStartsWithThreeEmptyDocumentsAndItsMark) {
     world.csman.set(wan_enable, 1);
     world.netdev({});
     daemon_process daemon(world);
@@ -32,7 +32,7 @@ TEST_F(wan, WanStartsWithThreeEmptyDocumentsAndItsMark) {
     EXPECT_EQ(world.csman.get(start_marker), 3);
 }
 
-TEST_F(wan, StartMarkOf99IsLeftAlone) {
+TEST_F(WanModule, StartMarkOf99IsLeftAlone) {
     world.csman.set(wan_enable, 1);
     world.csman.set(start_marker, 99);
     daemon_process daemon(world);
@@ -41,14 +41,14 @@ TEST_F(wan, StartMarkOf99IsLeftAlone) {
 }
 
 // The names are read by the start of the module in the first cycle, and then by its check.
-TEST_F(wan, CheckRunsInTheTenthCycleOfEachTen) {
+TEST_F(WanModule, CheckRunsInTheTenthCycleOfEachTen) {
     world.csman.set(wan_enable, 1);
     daemon_process daemon(world);
     ASSERT_TRUE(daemon.run_for(0.5));
     EXPECT_THAT(cycles_with(daemon, 35, "csman", "read_int 7 0x10600"), ElementsAre(1, 10, 20, 30));
 }
 
-TEST_F(wan, CheckFindsAnInterfaceThatTheStoreNamesAnew) {
+TEST_F(WanModule, CheckFindsAnInterfaceThatTheStoreNamesAnew) {
     world.csman.set(wan_enable, 1);
     world.netdev({{"eth0", 1, 2}, {"ppp0", 30, 40}});
     world.alive({"lo", "eth0", "ppp0"});
@@ -62,7 +62,7 @@ TEST_F(wan, CheckFindsAnInterfaceThatTheStoreNamesAnew) {
     EXPECT_THAT(world.read(sec_path), EndsWith("<wan1_rx>30</wan1_rx>\n    <wan1_txrx>70</wan1_txrx>\n</datalist>\n"));
 }
 
-TEST_F(wan, NegativeRequestIsIgnoredAndNotWrittenBack) {
+TEST_F(WanModule, NegativeRequestIsIgnoredAndNotWrittenBack) {
     world.csman.set(wan_enable, 1);
     daemon_process daemon(world);
     ASSERT_TRUE(daemon.run_one_second());
@@ -72,7 +72,7 @@ TEST_F(wan, NegativeRequestIsIgnoredAndNotWrittenBack) {
     EXPECT_EQ(world.read(sec_path), datalist(""));
 }
 
-TEST_F(wan, LinkIsMadeOnceAndAgainWhenItIsGone) {
+TEST_F(WanModule, LinkIsMadeOnceAndAgainWhenItIsGone) {
     world.csman.set(wan_enable, 1);
     daemon_process daemon(world);
     ASSERT_TRUE(daemon.run_for(0.5));
@@ -96,7 +96,7 @@ TEST_F(wan, LinkIsMadeOnceAndAgainWhenItIsGone) {
     EXPECT_EQ(world.commands().size(), 5u);
 }
 
-TEST_F(wan, DocumentThatCannotBeOpenedIsReportedAndTheRestGoesOn) {
+TEST_F(WanModule, DocumentThatCannotBeOpenedIsReportedAndTheRestGoesOn) {
     world.csman.set(wan_enable, 1);
     daemon_process daemon(world);
     ASSERT_TRUE(daemon.run_one_second());
@@ -111,7 +111,7 @@ TEST_F(wan, DocumentThatCannotBeOpenedIsReportedAndTheRestGoesOn) {
                 ElementsAre("wan_traffic_hour_0.xml", "wan_traffic_min_0.xml", "wan_traffic_sec_0.xml"));
 }
 
-TEST_F(wan, DeadInterfaceIsReportedEverySecond) {
+TEST_F(WanModule, DeadInterfaceIsReportedEverySecond) {
     world.csman.set(wan_enable, 1);
     world.alive({"lo"});
     daemon_process daemon(world);

@@ -14,12 +14,12 @@ using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::Not;
 
-using watchdog = daemon_test;
+using Watchdog = daemon_test;
 
 constexpr char server_timeout[] = "warn[main]: error, server thread timeout event!\n";
 constexpr char query_timeout[] = "warn[main]: error, query thread timeout event!\n";
 
-TEST_F(watchdog, LeavesWorkersThatWorkAlone) {
+TEST_F(Watchdog, LeavesWorkersThatWorkAlone) {
     daemon_process daemon(world);
     ASSERT_TRUE(daemon.run_for(600));
     EXPECT_THAT(daemon.output(), Not(HasSubstr("timeout event")));
@@ -27,7 +27,7 @@ TEST_F(watchdog, LeavesWorkersThatWorkAlone) {
 }
 
 // The retries take twelve seconds in which the server thread shows no life.
-TEST_F(watchdog, EndsTheDaemonWhenTheStoreCannotBeOpened) {
+TEST_F(Watchdog, EndsTheDaemonWhenTheStoreCannotBeOpened) {
     world.csman.fail_open(-1);
     daemon_process daemon(world);
     ASSERT_TRUE(daemon.run_for(5.999));
@@ -42,7 +42,7 @@ TEST_F(watchdog, EndsTheDaemonWhenTheStoreCannotBeOpened) {
     EXPECT_TRUE(world.exists("/var/run/dashboard_daemon.pid"));
 }
 
-TEST_F(watchdog, ToleratesAStoreThatOpensAtTheSecondAttempt) {
+TEST_F(Watchdog, ToleratesAStoreThatOpensAtTheSecondAttempt) {
     world.csman.fail_open(1, -5);
     daemon_process daemon(world);
     ASSERT_TRUE(daemon.run_for(30));
@@ -50,7 +50,7 @@ TEST_F(watchdog, ToleratesAStoreThatOpensAtTheSecondAttempt) {
     EXPECT_THAT(daemon.output(), Not(HasSubstr("Fail(2)")));
 }
 
-TEST_F(watchdog, CancelsAServerThreadThatTheStoreBlocks) {
+TEST_F(Watchdog, CancelsAServerThreadThatTheStoreBlocks) {
     daemon_process daemon(world);
     ASSERT_TRUE(daemon.run_for(60));
     world.csman.block_reads(daemon_enable);
@@ -61,7 +61,7 @@ TEST_F(watchdog, CancelsAServerThreadThatTheStoreBlocks) {
     EXPECT_EQ(daemon.errors(), "");
 }
 
-TEST_F(watchdog, EndsTheDaemonWhenOpeningTheStoreBlocks) {
+TEST_F(Watchdog, EndsTheDaemonWhenOpeningTheStoreBlocks) {
     world.csman.block_open();
     daemon_process daemon(world);
     EXPECT_EQ(daemon.run_to_exit(10.1), 0);
@@ -70,7 +70,7 @@ TEST_F(watchdog, EndsTheDaemonWhenOpeningTheStoreBlocks) {
     EXPECT_THAT(world.calls("pthread_cancel"), ElementsAre("1"));
 }
 
-TEST_F(watchdog, CancelsAQueryThreadWhoseToolHangs) {
+TEST_F(Watchdog, CancelsAQueryThreadWhoseToolHangs) {
     daemon_process daemon(world);
     ASSERT_TRUE(daemon.run_for(20));
     world.hanging_tool("mpstat", "Average:     CPU\n");
@@ -81,7 +81,7 @@ TEST_F(watchdog, CancelsAQueryThreadWhoseToolHangs) {
     EXPECT_EQ(daemon.errors(), "");
 }
 
-TEST_F(watchdog, CancelsAServerThreadWhoseToolHangs) {
+TEST_F(Watchdog, CancelsAServerThreadWhoseToolHangs) {
     daemon_process daemon(world);
     ASSERT_TRUE(daemon.run_for(20));
     world.hanging_tool("ifconfig");
@@ -91,7 +91,7 @@ TEST_F(watchdog, CancelsAServerThreadWhoseToolHangs) {
 }
 
 // The server is looked at first; the query thread's standstill is then no longer reported.
-TEST_F(watchdog, ReportsTheServerWhenBothStandStill) {
+TEST_F(Watchdog, ReportsTheServerWhenBothStandStill) {
     daemon_process daemon(world);
     ASSERT_TRUE(daemon.run_for(21));
     world.hanging_tool("mpstat");
@@ -102,7 +102,7 @@ TEST_F(watchdog, ReportsTheServerWhenBothStandStill) {
     EXPECT_EQ(output.find("timeout event"), output.rfind("timeout event"));
 }
 
-TEST_F(watchdog, RestartsTheDaemonWhenMpstatPrintsNothing) {
+TEST_F(Watchdog, RestartsTheDaemonWhenMpstatPrintsNothing) {
     world.tool("mpstat", ":");
     daemon_process daemon(world);
     EXPECT_EQ(daemon.run_to_exit(60), 0);
@@ -114,7 +114,7 @@ TEST_F(watchdog, RestartsTheDaemonWhenMpstatPrintsNothing) {
     EXPECT_EQ(daemon.errors(), "");
 }
 
-TEST_F(watchdog, RestartsTheDaemonWhenMpstatIsMissing) {
+TEST_F(Watchdog, RestartsTheDaemonWhenMpstatIsMissing) {
     world.no_tool("mpstat");
     daemon_process daemon(world);
     EXPECT_EQ(daemon.run_to_exit(60), 0);
@@ -123,7 +123,7 @@ TEST_F(watchdog, RestartsTheDaemonWhenMpstatIsMissing) {
 
 // The watches are 6, 11, 16, ... seconds after the start. Two seconds for the workers to leave, two more after the
 // cancellation.
-TEST_F(watchdog, TakesFourSecondsToShutDown) {
+TEST_F(Watchdog, TakesFourSecondsToShutDown) {
     daemon_process daemon(world, {"logc"});
     ASSERT_TRUE(daemon.run_for(16.5));
     world.csman.block_reads(daemon_enable); // next read 18.7 s after the start
@@ -142,7 +142,7 @@ TEST_F(watchdog, TakesFourSecondsToShutDown) {
     EXPECT_THAT(daemon.output(), EndsWith(server_timeout));
 }
 
-TEST_F(watchdog, ClosesTheStoreOnce) {
+TEST_F(Watchdog, ClosesTheStoreOnce) {
     daemon_process daemon(world);
     ASSERT_TRUE(daemon.run_for(10));
     world.tool("mpstat", ":");
@@ -154,7 +154,7 @@ TEST_F(watchdog, ClosesTheStoreOnce) {
     EXPECT_EQ(closed, 1);
 }
 
-TEST_F(watchdog, SurvivesAStoreWhoseCloseBlocks) {
+TEST_F(Watchdog, SurvivesAStoreWhoseCloseBlocks) {
     world.csman.block_close();
     daemon_process daemon(world);
     ASSERT_TRUE(daemon.run_for(10));

@@ -1,6 +1,6 @@
 // The Wi-Fi modules of both bands in a whole daemon.
 #include "tests/daemon/module_fixture.h"
-#include "tests/unit/history_model.h"
+#include "tests/models/records.h"
 
 #include <gmock/gmock.h>
 
@@ -33,12 +33,9 @@ const band_case bands[] = {
     {"Band50", wifi_5g_module, wifi_5g_interface, "dashboard_wifi_5g", "wifi_5g_traffic", "50", false},
 };
 
-// Two totals, then sent, received and both of VAP slots 0 to 7.
-using wifi_second = plain_sample<uint64_t, 26>;
-
-class wifi : public live_modules, public ::testing::WithParamInterface<band_case> {
+class WifiModule : public live_modules, public ::testing::WithParamInterface<band_case> {
 protected:
-    wifi() {
+    WifiModule() {
         world.csman.set_string(GetParam().interface_item, "ra0");
         world.alive({"lo", "eth0", "ra0", "ra2", "ra8", "rai0"});
         switch_on(GetParam().module, 1);
@@ -57,39 +54,21 @@ protected:
         const auto n = static_cast<uint64_t>(now - first_cycle);
         const uint64_t tx0 = 100 + n * n * 7, rx0 = 200 + n * 1013, tx2 = ~uint64_t{0} - n, rx2 = n % 5;
         world.netdev({{"lo", 1, 1}, {"ra0", rx0, tx0}, {"ra2", rx2, tx2}});
-        wifi_second second;
-        second.time = now;
-        second.value = {tx0 + tx2, GetParam().total_counts_received ? rx0 + rx2 : tx0 + tx2, tx0, 0, tx2};
-        second.value[10] = rx0;
-        second.value[12] = rx2;
-        second.value[18] = tx0 + rx0;
-        second.value[20] = tx2 + rx2;
-        EXPECT_TRUE(model.feed(second));
+        EXPECT_TRUE(model.feed(wifi_at(GetParam().band, now, {{0, tx0, rx0}, {2, tx2, rx2}})));
     }
 
-    std::string document(const std::vector<wifi_second>& samples) const {
-        std::string lines;
-        for (const wifi_second& sample : samples) {
-            lines += time_line(sample.time);
-            lines += element("wifi_" + GetParam().band + "_txrx", sample.value[0] + sample.value[1]);
-            for (size_t slot = 0; slot < 8; ++slot) {
-                const std::string vap = "VAP" + std::to_string(slot + 1) + "_" + GetParam().band;
-                lines += element(vap + "_Tx", sample.value[2 + slot]);
-                lines += element(vap + "_Rx", sample.value[10 + slot]);
-                lines += element(vap + "_TxRx", sample.value[18 + slot]);
-            }
-        }
-        return datalist(lines);
+    std::string document(const ring_model<wifi_record>& series) const {
+        return wifi_document(GetParam().band, series.newest(72));
     }
 
-    history_model<wifi_second> model{first_cycle};
+    history_model<wifi_record> model{first_cycle};
 };
 
-INSTANTIATE_TEST_SUITE_P(of, wifi, ::testing::ValuesIn(bands), name_of_band);
+INSTANTIATE_TEST_SUITE_P(Of, WifiModule, ::testing::ValuesIn(bands), name_of_band);
 
 // Of seven wireless interfaces three count: rai0 is of the other family, ra8 has no slot, ra1 is down. The 5 GHz total
 // counts what was sent twice.
-TEST_P(wifi, ShowsItsVapsByTheirSlots) {
+TEST_P(WifiModule, ShowsItsVapsByTheirSlots) {
     world.netdev(
         {{"lo", 1, 1}, {"ra0", 10, 20}, {"ra1", 500, 500}, {"ra2", 3, 4}, {"ra8", 500, 500}, {"rai0", 500, 500}});
     start();
@@ -121,7 +100,7 @@ TEST_P(wifi, ShowsItsVapsByTheirSlots) {
     EXPECT_EQ(world.read(path("sec")), expected);
 }
 
-TEST_P(wifi, BandWhoseInterfaceIsNamedLateBeginsWithTheNextCheck) {
+TEST_P(WifiModule, BandWhoseInterfaceIsNamedLateBeginsWithTheNextCheck) {
     world.netdev({{"lo", 1, 1}, {"rai0", 10, 20}});
     world.csman.unset(GetParam().interface_item);
     start();
@@ -138,7 +117,7 @@ TEST_P(wifi, BandWhoseInterfaceIsNamedLateBeginsWithTheNextCheck) {
     EXPECT_EQ(lines_saying(failure()), 9);
 }
 
-TEST_P(wifi, SecondWithoutAnyVapGivesNoSample) {
+TEST_P(WifiModule, SecondWithoutAnyVapGivesNoSample) {
     start();
     live(3, [this](int64_t now) { count_traffic(now); });
     const std::string before = world.read(path("sec"));
@@ -147,20 +126,20 @@ TEST_P(wifi, SecondWithoutAnyVapGivesNoSample) {
     EXPECT_EQ(lines_saying(failure()), 2);
     EXPECT_EQ(world.read(path("sec")), before);
     live(1, [this](int64_t now) { count_traffic(now); });
-    EXPECT_EQ(world.read(path("sec")), document(model.sec.newest(72)));
+    EXPECT_EQ(world.read(path("sec")), document(model.sec));
 }
 
-TEST_P(wifi, RollsUpItsMinutesAndItsHour) {
+TEST_P(WifiModule, RollsUpItsMinutesAndItsHour) {
     start();
     live(60, [this](int64_t now) { count_traffic(now); });
     EXPECT_EQ(world.read(path("min")), datalist(""));
     live(1, [this](int64_t now) { count_traffic(now); });
     ASSERT_EQ(model.min.held.size(), 1u);
-    EXPECT_EQ(world.read(path("min")), document(model.min.newest(72)));
+    EXPECT_EQ(world.read(path("min")), document(model.min));
     live(65, [this](int64_t now) { count_traffic(now); });
     ASSERT_EQ(model.min.held.size(), 2u);
-    EXPECT_EQ(world.read(path("sec")), document(model.sec.newest(72)));
-    EXPECT_EQ(world.read(path("min")), document(model.min.newest(72)));
+    EXPECT_EQ(world.read(path("sec")), document(model.sec));
+    EXPECT_EQ(world.read(path("min")), document(model.min));
     EXPECT_EQ(world.read(path("hour")), datalist(""));
     // Nobody looks while the hour goes by; its document is written all the same.
     request(GetParam().module, 0);
@@ -168,7 +147,7 @@ TEST_P(wifi, RollsUpItsMinutesAndItsHour) {
     const std::string minutes = world.read(path("min"));
     step_clock(3500, [this](int64_t now) { count_traffic(now); });
     ASSERT_EQ(model.hour.held.size(), 1u);
-    EXPECT_EQ(world.read(path("hour")), document(model.hour.newest(72)));
+    EXPECT_EQ(world.read(path("hour")), document(model.hour));
     EXPECT_EQ(world.read(path("min")), minutes);
     EXPECT_THAT(daemon->output(), Not(HasSubstr("loop callback fail")));
 }

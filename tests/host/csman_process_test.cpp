@@ -38,16 +38,16 @@ struct random_steps {
     }
 };
 
-class csman_process_test : public host_test {
+class CsmanProcess : public host_test {
 protected:
-    csman_process_test() {
+    CsmanProcess() {
         void* memory =
             mmap(nullptr, sizeof(shared_counters), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
         EXPECT_NE(memory, MAP_FAILED);
         counters = new (memory) shared_counters;
     }
 
-    ~csman_process_test() override { munmap(counters, sizeof(shared_counters)); }
+    ~CsmanProcess() override { munmap(counters, sizeof(shared_counters)); }
 
     // Waits for a child's first step.
     void wait_for_start() const {
@@ -99,7 +99,7 @@ bool read_both_whole(int store) {
            store_read(store, text_item, item) == 0 && is_whole(item);
 }
 
-TEST_F(csman_process_test, NoReaderSeesAHalfWrittenItem) {
+TEST_F(CsmanProcess, NoReaderSeesAHalfWrittenItem) {
     constexpr unsigned writes = 400;
     ASSERT_EQ(write_both(open_store(), 0), 0);
     std::vector<pid_t> children;
@@ -125,7 +125,7 @@ TEST_F(csman_process_test, NoReaderSeesAHalfWrittenItem) {
     EXPECT_TRUE(temporaries().empty());
 }
 
-TEST_F(csman_process_test, SweepingOpenersDoNotHurtLiveWriters) {
+TEST_F(CsmanProcess, SweepingOpenersDoNotHurtLiveWriters) {
     open_store();
     const pid_t opener = start_child([this] {
         while (!counters->stop) {
@@ -147,7 +147,7 @@ TEST_F(csman_process_test, SweepingOpenersDoNotHurtLiveWriters) {
     EXPECT_TRUE(temporaries().empty());
 }
 
-TEST_F(csman_process_test, LeftoverOfADeadWriterIsSweptByTheNextOpen) {
+TEST_F(CsmanProcess, LeftoverOfADeadWriterIsSweptByTheNextOpen) {
     open_store();
     write_file(store_file(".tmp-0x00150785-1-0"), "int 1");
     write_file(store_file(".tmp-0x00150785-999999-7"), "");
@@ -160,7 +160,7 @@ TEST_F(csman_process_test, LeftoverOfADeadWriterIsSweptByTheNextOpen) {
     EXPECT_EQ(names_in(store_dir), (std::vector<std::string>{"0x00150785", "0x80150433", "notes"}));
 }
 
-TEST_F(csman_process_test, FileOfALiveWriterIsNotSweptUntilItDies) {
+TEST_F(CsmanProcess, FileOfALiveWriterIsNotSweptUntilItDies) {
     open_store();
     const std::string path = store_file(".tmp-0x00150785-1-0");
     const pid_t writer = start_child([&] {
@@ -180,7 +180,7 @@ TEST_F(csman_process_test, FileOfALiveWriterIsNotSweptUntilItDies) {
     EXPECT_TRUE(temporaries().empty());
 }
 
-TEST_F(csman_process_test, LinkAmongTheLeftoversIsNotFollowed) {
+TEST_F(CsmanProcess, LinkAmongTheLeftoversIsNotFollowed) {
     open_store();
     const std::string target = root + "/target";
     write_file(target, "precious");
@@ -189,7 +189,7 @@ TEST_F(csman_process_test, LinkAmongTheLeftoversIsNotFollowed) {
     EXPECT_EQ(read_file(target), "precious");
 }
 
-TEST_F(csman_process_test, KilledWritersLeaveAWholeItemAndNothingElse) {
+TEST_F(CsmanProcess, KilledWritersLeaveAWholeItemAndNothingElse) {
     random_steps random = {1};
     ASSERT_EQ(write_both(open_store(), 0), 0);
     for (int round = 0; round < 40; round++) {
@@ -243,7 +243,7 @@ std::vector<std::string> open_files() {
     return files;
 }
 
-TEST_F(csman_process_test, CancelledThreadsLeaveNothingBehind) {
+TEST_F(CsmanProcess, CancelledThreadsLeaveNothingBehind) {
     random_steps random = {2};
     ASSERT_EQ(write_both(open_store(), 0), 0);
     const std::vector<std::string> before = open_files();
@@ -279,7 +279,7 @@ void use_store(int) {
     handler_calls++;
 }
 
-TEST_F(csman_process_test, SignalHandlerMayUseTheStoreInTheMiddleOfACall) {
+TEST_F(CsmanProcess, SignalHandlerMayUseTheStoreInTheMiddleOfACall) {
     handler_store = open_store();
     handler_calls = 0;
     handler_failures = 0;
@@ -300,7 +300,7 @@ TEST_F(csman_process_test, SignalHandlerMayUseTheStoreInTheMiddleOfACall) {
     EXPECT_TRUE(temporaries().empty());
 }
 
-TEST_F(csman_process_test, ThreadsOfOneProcessShareAHandle) {
+TEST_F(CsmanProcess, ThreadsOfOneProcessShareAHandle) {
     ASSERT_EQ(write_both(open_store(), 0), 0);
     std::atomic<unsigned> failures{0};
     const auto work = [](void* argument) -> void* {

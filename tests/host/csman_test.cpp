@@ -18,7 +18,7 @@ constexpr unsigned int wan_enable = 0x00150785;
 constexpr unsigned int wan_name = 0x8001000B;
 constexpr int untouched = 4711;
 
-class csman_test : public host_test {
+class Csman : public host_test {
 protected:
     int read_int(unsigned int csid) {
         int value = untouched;
@@ -50,14 +50,14 @@ protected:
     }
 };
 
-TEST_F(csman_test, IntegerComesBackAsItWasWritten) {
+TEST_F(Csman, IntegerComesBackAsItWasWritten) {
     for (const int value : {0, 1, -1, 99, INT_MAX, INT_MIN}) {
         EXPECT_EQ(write_csman_int(open_store(), wan_enable, value), 0);
         EXPECT_EQ(read_int(wan_enable), value);
     }
 }
 
-TEST_F(csman_test, ItemIsATextFileNamedByItsCsid) {
+TEST_F(Csman, ItemIsATextFileNamedByItsCsid) {
     EXPECT_EQ(write_csman_int(open_store(), 0x150785, -42), 0);
     EXPECT_EQ(read_file(store_file("0x00150785")), "int -42\n");
     set_text("eth0");
@@ -65,7 +65,7 @@ TEST_F(csman_test, ItemIsATextFileNamedByItsCsid) {
     EXPECT_EQ(names_in(store_dir), (std::vector<std::string>{"0x00150785", "0x8001000b"}));
 }
 
-TEST_F(csman_test, EveryBitOfACsidCounts) {
+TEST_F(Csman, EveryBitOfACsidCounts) {
     for (const unsigned int csid : {0u, 0x8001000Bu, 0x0001000Bu, 0xFFFFFFFFu, 0x80150433u}) {
         EXPECT_EQ(write_csman_int(open_store(), csid, static_cast<int>(csid % 1000)), 0);
     }
@@ -74,38 +74,38 @@ TEST_F(csman_test, EveryBitOfACsidCounts) {
     }
 }
 
-TEST_F(csman_test, UnsetItemLeavesTheValueAndTheBufferAsTheyWere) {
+TEST_F(Csman, UnsetItemLeavesTheValueAndTheBufferAsTheyWere) {
     int value = untouched;
     EXPECT_LT(read_csman_int(open_store(), wan_enable, &value), 0);
     EXPECT_EQ(value, untouched);
     EXPECT_EQ(read_into(16, -1), std::string(20, '#'));
 }
 
-TEST_F(csman_test, StringShorterThanTheBufferIsTerminated) {
+TEST_F(Csman, StringShorterThanTheBufferIsTerminated) {
     set_text("fifteen bytes..");
     EXPECT_EQ(read_into(16), std::string("fifteen bytes..") + '\0' + "####");
     set_text("");
     EXPECT_EQ(read_into(16), '\0' + std::string(19, '#'));
 }
 
-TEST_F(csman_test, StringAsLongAsTheBufferIsNotTerminated) {
+TEST_F(Csman, StringAsLongAsTheBufferIsNotTerminated) {
     set_text("sixteen bytes...");
     EXPECT_EQ(read_into(16), "sixteen bytes...####");
 }
 
-TEST_F(csman_test, LongerStringIsCut) {
+TEST_F(Csman, LongerStringIsCut) {
     set_text("seventeen bytes..");
     EXPECT_EQ(read_into(16), "seventeen bytes.####");
     EXPECT_EQ(read_into(1), "s####");
 }
 
-TEST_F(csman_test, StringKeepsBlanksNewlinesAndBytesOfOtherTongues) {
+TEST_F(Csman, StringKeepsBlanksNewlinesAndBytesOfOtherTongues) {
     const std::string text = " two words\n\tand \xc3\xa4\xff\n";
     set_text(text);
     EXPECT_EQ(read_into(64).substr(0, text.size() + 2), text + '\0' + '#');
 }
 
-TEST_F(csman_test, LongestStringFitsAndALongerOneIsRefused) {
+TEST_F(Csman, LongestStringFitsAndALongerOneIsRefused) {
     set_text(std::string(store_text_max, 'x'));
     EXPECT_EQ(read_into(store_text_max + 1), std::string(store_text_max, 'x') + '\0' + "####");
     store_item item = {};
@@ -117,7 +117,7 @@ TEST_F(csman_test, LongestStringFitsAndALongerOneIsRefused) {
     EXPECT_EQ(read_into(1), "x####");
 }
 
-TEST_F(csman_test, IntegerAndStringAreNotTakenForEachOther) {
+TEST_F(Csman, IntegerAndStringAreNotTakenForEachOther) {
     set_text("99");
     int value = untouched;
     EXPECT_LT(read_csman_int(open_store(), wan_name, &value), 0);
@@ -126,7 +126,7 @@ TEST_F(csman_test, IntegerAndStringAreNotTakenForEachOther) {
     EXPECT_EQ(read_into(16, -1), std::string(20, '#'));
 }
 
-TEST_F(csman_test, FileThatIsNoItemFailsAndLeavesTheValue) {
+TEST_F(Csman, FileThatIsNoItemFailsAndLeavesTheValue) {
     const std::string bad[] = {"",
                                "\n",
                                "1\n",
@@ -165,7 +165,7 @@ TEST_F(csman_test, FileThatIsNoItemFailsAndLeavesTheValue) {
     }
 }
 
-TEST_F(csman_test, FileMayBeWrittenByHand) {
+TEST_F(Csman, FileMayBeWrittenByHand) {
     open_store();
     write_file(store_file("0x00150785"), "int 007\n");
     EXPECT_EQ(read_int(wan_enable), 7);
@@ -173,7 +173,7 @@ TEST_F(csman_test, FileMayBeWrittenByHand) {
     EXPECT_EQ(read_int(wan_enable), 0);
 }
 
-TEST_F(csman_test, PlantedLinkIsNotFollowed) {
+TEST_F(Csman, PlantedLinkIsNotFollowed) {
     const std::string target = root + "/target";
     write_file(target, "int 1\n");
     open_store();
@@ -187,7 +187,7 @@ TEST_F(csman_test, PlantedLinkIsNotFollowed) {
     EXPECT_EQ(read_int(wan_enable), 2);
 }
 
-TEST_F(csman_test, PipeInAnItemsPlaceDoesNotBlock) {
+TEST_F(Csman, PipeInAnItemsPlaceDoesNotBlock) {
     open_store();
     ASSERT_EQ(mkfifo(store_file("0x00150785").c_str(), 0600), 0);
     int value = untouched;
@@ -195,7 +195,7 @@ TEST_F(csman_test, PipeInAnItemsPlaceDoesNotBlock) {
     EXPECT_EQ(value, untouched);
 }
 
-TEST_F(csman_test, DirectoryInAnItemsPlaceFailsAndLeavesNoFile) {
+TEST_F(Csman, DirectoryInAnItemsPlaceFailsAndLeavesNoFile) {
     open_store();
     ASSERT_EQ(mkdir(store_file("0x00150785").c_str(), 0700), 0);
     int value = untouched;
@@ -205,7 +205,7 @@ TEST_F(csman_test, DirectoryInAnItemsPlaceFailsAndLeavesNoFile) {
     EXPECT_EQ(names_in(store_dir), std::vector<std::string>{"0x00150785"});
 }
 
-TEST_F(csman_test, WrongArgumentsFail) {
+TEST_F(Csman, WrongArgumentsFail) {
     EXPECT_EQ(write_csman_int(open_store(), wan_enable, 1), 0);
     set_text("eth0");
     char buffer[4] = {'#', '#', '#', '#'};
@@ -217,7 +217,7 @@ TEST_F(csman_test, WrongArgumentsFail) {
     EXPECT_EQ(std::string(buffer, 4), "####");
 }
 
-TEST_F(csman_test, HandleThatIsNoStoreFails) {
+TEST_F(Csman, HandleThatIsNoStoreFails) {
     int value = untouched;
     for (const int handle : {-1, 12345, STDERR_FILENO}) {
         EXPECT_LT(read_csman_int(handle, wan_enable, &value), 0);
@@ -226,7 +226,7 @@ TEST_F(csman_test, HandleThatIsNoStoreFails) {
     EXPECT_EQ(value, untouched);
 }
 
-TEST_F(csman_test, ClosingTwiceClosesNobodyElsesFile) {
+TEST_F(Csman, ClosingTwiceClosesNobodyElsesFile) {
     const int handle = open_csman(0, 0);
     ASSERT_GE(handle, 0);
     EXPECT_EQ(close_csman(handle), 0);
@@ -238,11 +238,11 @@ TEST_F(csman_test, ClosingTwiceClosesNobodyElsesFile) {
     EXPECT_EQ(close(other), 0);
 }
 
-TEST_F(csman_test, HandleIsNotInheritedByTools) {
+TEST_F(Csman, HandleIsNotInheritedByTools) {
     EXPECT_EQ(fcntl(open_store(), F_GETFD) & FD_CLOEXEC, FD_CLOEXEC);
 }
 
-TEST_F(csman_test, CallsLeaveErrnoAlone) {
+TEST_F(Csman, CallsLeaveErrnoAlone) {
     errno = EDOM;
     int value = 0;
     char buffer[16];
@@ -255,7 +255,7 @@ TEST_F(csman_test, CallsLeaveErrnoAlone) {
     EXPECT_EQ(errno, EDOM);
 }
 
-TEST_F(csman_test, MissingDirectoryIsMadeAndOnlyTheLastOne) {
+TEST_F(Csman, MissingDirectoryIsMadeAndOnlyTheLastOne) {
     open_store();
     EXPECT_EQ(mode_of(store_dir), static_cast<mode_t>(S_IFDIR | 02770));
     ASSERT_EQ(setenv("CSMAN_DIR", (root + "/a/b").c_str(), 1), 0);
@@ -263,19 +263,19 @@ TEST_F(csman_test, MissingDirectoryIsMadeAndOnlyTheLastOne) {
     EXPECT_EQ(names_in(root), std::vector<std::string>{"store"});
 }
 
-TEST_F(csman_test, FileInTheDirectorysPlaceFailsToOpen) {
+TEST_F(Csman, FileInTheDirectorysPlaceFailsToOpen) {
     write_file(store_dir, "int 1\n");
     EXPECT_LT(open_csman(0, 0), 0);
 }
 
-TEST_F(csman_test, DefaultDirectoryIsTakenWhenNoneIsNamed) {
+TEST_F(Csman, DefaultDirectoryIsTakenWhenNoneIsNamed) {
     ASSERT_EQ(unsetenv("CSMAN_DIR"), 0);
     EXPECT_STREQ(store_path(), "/run/csman");
     ASSERT_EQ(setenv("CSMAN_DIR", "", 1), 0);
     EXPECT_STREQ(store_path(), "/run/csman");
 }
 
-TEST_F(csman_test, ItemFollowsTheDirectorysPermissionsWhateverTheUmask) {
+TEST_F(Csman, ItemFollowsTheDirectorysPermissionsWhateverTheUmask) {
     const mode_t before = umask(0077);
     open_store();
     EXPECT_EQ(write_csman_int(open_store(), 1, 1), 0);
@@ -299,7 +299,7 @@ gid_t other_group() {
     return count > 0 ? groups[count - 1] : getegid();
 }
 
-TEST_F(csman_test, ItemFollowsTheDirectorysGroup) {
+TEST_F(Csman, ItemFollowsTheDirectorysGroup) {
     open_store();
     ASSERT_EQ(chown(store_dir.c_str(), static_cast<uid_t>(-1), other_group()), 0);
     // Without the set-group-id bit, so that it is the writer's doing.
@@ -315,7 +315,7 @@ bool become_unprivileged() {
     return geteuid() != 0 || (setgid(65534) == 0 && setuid(65534) == 0);
 }
 
-TEST_F(csman_test, StrangerIsKeptOut) {
+TEST_F(Csman, StrangerIsKeptOut) {
     ASSERT_EQ(chmod(root.c_str(), 0755), 0);
     ASSERT_EQ(mkdir(store_dir.c_str(), 0000), 0);
     const pid_t child = start_child([] {
@@ -326,7 +326,7 @@ TEST_F(csman_test, StrangerIsKeptOut) {
     EXPECT_EQ(wait_child(child), 0);
 }
 
-TEST_F(csman_test, WhoMayOnlyReadReads) {
+TEST_F(Csman, WhoMayOnlyReadReads) {
     EXPECT_EQ(write_csman_int(open_store(), wan_enable, 5), 0);
     ASSERT_EQ(chmod(root.c_str(), 0755), 0);
     ASSERT_EQ(chmod(store_dir.c_str(), 0555), 0);
@@ -345,7 +345,7 @@ TEST_F(csman_test, WhoMayOnlyReadReads) {
     ASSERT_EQ(chmod(store_dir.c_str(), 0755), 0);
 }
 
-TEST_F(csman_test, StoreThatWasRemovedFailsAndEndsItsAttempts) {
+TEST_F(Csman, StoreThatWasRemovedFailsAndEndsItsAttempts) {
     open_store();
     ASSERT_EQ(rmdir(store_dir.c_str()), 0);
     int value = untouched;

@@ -8,7 +8,7 @@
 namespace dashboard {
 namespace {
 
-class csmanctl_load_test : public host_test {
+class CsmanctlLoad : public host_test {
 protected:
     // Loads `text` as a file; the tool's messages then begin with this path.
     tool_result load(const std::string& text) {
@@ -28,7 +28,7 @@ protected:
     std::string settings_path = root + "/settings";
 };
 
-TEST_F(csmanctl_load_test, FileIsLoaded) {
+TEST_F(CsmanctlLoad, FileIsLoaded) {
     const tool_result result = load("# the first WAN\n"
                                     "dashboard.enable 1\n"
                                     "\n"
@@ -49,7 +49,7 @@ TEST_F(csmanctl_load_test, FileIsLoaded) {
                                      "0x00000124 \"any\"\n");
 }
 
-TEST_F(csmanctl_load_test, StandardInputIsLoaded) {
+TEST_F(CsmanctlLoad, StandardInputIsLoaded) {
     EXPECT_EQ(tool({"load", "-"}, "wan.enable 1\n").status, 0);
     EXPECT_EQ(tool({"get", "wan.enable"}).output, "1\n");
     const tool_result wrong = tool({"load", "-"}, "wan.enable 2\nnonsense 1\n");
@@ -58,13 +58,13 @@ TEST_F(csmanctl_load_test, StandardInputIsLoaded) {
     EXPECT_EQ(tool({"get", "wan.enable"}).output, "1\n");
 }
 
-TEST_F(csmanctl_load_test, EmptyFileChangesNothing) {
+TEST_F(CsmanctlLoad, EmptyFileChangesNothing) {
     EXPECT_EQ(load("").status, 0);
     EXPECT_EQ(load("\n# only words\n").status, 0);
     EXPECT_TRUE(names_in(store_dir).empty());
 }
 
-TEST_F(csmanctl_load_test, ListIsLoadedBackAsItWas) {
+TEST_F(CsmanctlLoad, ListIsLoadedBackAsItWas) {
     ASSERT_EQ(tool({"set-string", "0x200", "\"q\\\n\t\x01\xc3\xa4 "}).status, 0);
     ASSERT_EQ(tool({"set-string", "wan.name.1", ""}).status, 0);
     ASSERT_EQ(tool({"set-string", "wan.name.2", " 12 "}).status, 0);
@@ -78,7 +78,7 @@ TEST_F(csmanctl_load_test, ListIsLoadedBackAsItWas) {
     EXPECT_EQ(read_file(store_file("0x80010191")), "string  12 \n");
 }
 
-TEST_F(csmanctl_load_test, OneWrongLineStopsEverything) {
+TEST_F(CsmanctlLoad, OneWrongLineStopsEverything) {
     expect_refused("wan.enable 1\nwan.enabel 1\n", ":2: unknown item 'wan.enabel'");
     expect_refused("wan.enable 1\nwan.view\n", ":2: wan.view: the value is missing (an empty text is \"\")");
     expect_refused("wan.enable on\n", ":1: wan.enable: 'on' is not a number from -2147483648 to 2147483647");
@@ -94,12 +94,12 @@ TEST_F(csmanctl_load_test, OneWrongLineStopsEverything) {
     expect_refused("wan.enable 1\n\n0x150785 1\n", ":3: 0x150785 is given twice, in line 1 too");
 }
 
-TEST_F(csmanctl_load_test, EveryWrongLineIsTold) {
+TEST_F(CsmanctlLoad, EveryWrongLineIsTold) {
     expect_refused("a 1\nwan.enable 1\nb 2\n",
                    ":1: unknown item 'a'\ncsmanctl: " + settings_path + ":3: unknown item 'b'");
 }
 
-TEST_F(csmanctl_load_test, FileThatCannotBeReadIsReported) {
+TEST_F(CsmanctlLoad, FileThatCannotBeReadIsReported) {
     const tool_result missing = tool({"load", root + "/missing"});
     EXPECT_EQ(missing.status, 1);
     EXPECT_EQ(missing.errors, "csmanctl: can't open " + root + "/missing: No such file or directory\n");
@@ -109,7 +109,7 @@ TEST_F(csmanctl_load_test, FileThatCannotBeReadIsReported) {
               "csmanctl: can't read " + root + ": Is a directory\ncsmanctl: " + root + ": nothing was changed\n");
 }
 
-TEST_F(csmanctl_load_test, WhatWasWrittenBeforeAFailureIsPutBack) {
+TEST_F(CsmanctlLoad, WhatWasWrittenBeforeAFailureIsPutBack) {
     ASSERT_EQ(write_csman_int(open_store(), 0x150783, 5), 0);
     // An item that can't be replaced, even by root.
     std::filesystem::create_directory(store_file("0x00150785"));

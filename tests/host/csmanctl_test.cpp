@@ -17,7 +17,7 @@ namespace {
 using testing::HasSubstr;
 using testing::StartsWith;
 
-class csmanctl_test : public host_test {
+class Csmanctl : public host_test {
 protected:
     void expect_done(const std::vector<std::string>& given, const std::string& output) const {
         const tool_result result = tool(given);
@@ -41,7 +41,7 @@ protected:
     }
 };
 
-TEST_F(csmanctl_test, NumberIsSetAndGotByNameAndByNumber) {
+TEST_F(Csmanctl, NumberIsSetAndGotByNameAndByNumber) {
     expect_done({"set", "wan.enable", "1"}, "");
     expect_done({"get", "wan.enable"}, "1\n");
     expect_done({"get", "0x150785"}, "1\n");
@@ -52,7 +52,7 @@ TEST_F(csmanctl_test, NumberIsSetAndGotByNameAndByNumber) {
     expect_done({"get", "0x123"}, "-1\n");
 }
 
-TEST_F(csmanctl_test, DaemonReadsWhatTheToolSetsAndTheOtherWayRound) {
+TEST_F(Csmanctl, DaemonReadsWhatTheToolSetsAndTheOtherWayRound) {
     expect_done({"set", "wan.binding.3", "99"}, "");
     expect_done({"set", "wan.name.99", "ppp0"}, "");
     int value = 0;
@@ -65,7 +65,7 @@ TEST_F(csmanctl_test, DaemonReadsWhatTheToolSetsAndTheOtherWayRound) {
     expect_done({"get", "start_marker"}, "3\n");
 }
 
-TEST_F(csmanctl_test, TextIsSetWhereTheItemHoldsOne) {
+TEST_F(Csmanctl, TextIsSetWhereTheItemHoldsOne) {
     expect_done({"set", "wan.name.1", "eth0"}, "");
     expect_done({"get", "wan.name.1"}, "eth0\n");
     expect_done({"set", "wan.name.1", "12"}, "");
@@ -76,7 +76,7 @@ TEST_F(csmanctl_test, TextIsSetWhereTheItemHoldsOne) {
     expect_done({"get", "bond.name_map"}, "\n");
 }
 
-TEST_F(csmanctl_test, ValueThatTheItemCannotHoldIsRefused) {
+TEST_F(Csmanctl, ValueThatTheItemCannotHoldIsRefused) {
     expect_misuse({"set", "wan.enable", "yes"}, "wan.enable: 'yes' is not a number from -2147483648 to 2147483647");
     expect_misuse({"set", "wan.enable", "2147483648"},
                   "wan.enable: '2147483648' is not a number from -2147483648 to 2147483647");
@@ -89,7 +89,7 @@ TEST_F(csmanctl_test, ValueThatTheItemCannotHoldIsRefused) {
     EXPECT_TRUE(names_in(store_dir).empty());
 }
 
-TEST_F(csmanctl_test, CommandLineThatIsWrongIsExplained) {
+TEST_F(Csmanctl, CommandLineThatIsWrongIsExplained) {
     expect_misuse({}, "a command is missing");
     expect_misuse({"frob"}, "unknown command 'frob'");
     expect_misuse({"get"}, "get: wrong number of arguments");
@@ -107,7 +107,7 @@ TEST_F(csmanctl_test, CommandLineThatIsWrongIsExplained) {
     expect_misuse({"set-string", "0x1234567890", "1"}, "unknown item '0x1234567890'");
 }
 
-TEST_F(csmanctl_test, UnsetItemFails) {
+TEST_F(Csmanctl, UnsetItemFails) {
     expect_failed({"get", "wan.view"}, "csmanctl: wan.view is not set\n");
     expect_failed({"unset", "wan.view"}, "csmanctl: wan.view is not set\n");
     expect_done({"set", "wan.view", "1"}, "");
@@ -115,7 +115,7 @@ TEST_F(csmanctl_test, UnsetItemFails) {
     expect_failed({"get", "wan.view"}, "csmanctl: wan.view is not set\n");
 }
 
-TEST_F(csmanctl_test, FileThatHoldsNoItemIsReported) {
+TEST_F(Csmanctl, FileThatHoldsNoItemIsReported) {
     open_store();
     write_file(store_file("0x00150785"), "garbage\n");
     expect_done({"set", "wan.view", "1"}, "");
@@ -129,7 +129,7 @@ TEST_F(csmanctl_test, FileThatHoldsNoItemIsReported) {
     expect_done({"get", "wan.enable"}, "0\n");
 }
 
-TEST_F(csmanctl_test, ListShowsKnownItemsFirstAndThenTheOthers) {
+TEST_F(Csmanctl, ListShowsKnownItemsFirstAndThenTheOthers) {
     expect_done({"list"}, "");
     expect_done({"set", "0x1", "7"}, "");
     expect_done({"set-string", "0x2", "a \"b\"\n"}, "");
@@ -144,7 +144,7 @@ TEST_F(csmanctl_test, ListShowsKnownItemsFirstAndThenTheOthers) {
                           "0x00000002 \"a \\\"b\\\"\\n\"\n");
 }
 
-TEST_F(csmanctl_test, ListOfAllNamesTheUnsetOnesInComments) {
+TEST_F(Csmanctl, ListOfAllNamesTheUnsetOnesInComments) {
     expect_done({"set", "dashboard.log_mode", "2"}, "");
     expect_done({"set", "0x1", "7"}, "");
     const tool_result all = tool({"list", "--all"});
@@ -154,20 +154,20 @@ TEST_F(csmanctl_test, ListOfAllNamesTheUnsetOnesInComments) {
     EXPECT_THAT(all.output, HasSubstr("# port.power\n0x00000001 7\n"));
 }
 
-TEST_F(csmanctl_test, StoreThatCannotBeOpenedIsReported) {
+TEST_F(Csmanctl, StoreThatCannotBeOpenedIsReported) {
     write_file(store_dir, "not a directory");
     expect_failed({"list"}, "csmanctl: can't open the store " + store_dir + ": Not a directory\n");
     expect_failed({"get", "wan.enable"}, "csmanctl: can't open the store " + store_dir + ": Not a directory\n");
 }
 
-TEST_F(csmanctl_test, ItemThatCannotBeWrittenIsReported) {
+TEST_F(Csmanctl, ItemThatCannotBeWrittenIsReported) {
     open_store();
     std::filesystem::create_directory(store_file("0x00150785"));
     expect_failed({"set", "wan.enable", "1"}, "csmanctl: wan.enable: Is a directory\n");
     expect_failed({"unset", "wan.enable"}, "csmanctl: wan.enable: Is a directory\n");
 }
 
-TEST_F(csmanctl_test, HelpNamesEveryCommand) {
+TEST_F(Csmanctl, HelpNamesEveryCommand) {
     for (const char* spelling : {"--help", "-h", "help"}) {
         const tool_result help = tool({spelling});
         EXPECT_EQ(help.status, 0);
@@ -180,11 +180,11 @@ TEST_F(csmanctl_test, HelpNamesEveryCommand) {
     EXPECT_FALSE(std::filesystem::exists(store_dir)) << "help opened the store";
 }
 
-TEST_F(csmanctl_test, PageOfTheDocumentsIsWhatTheToolPrints) {
+TEST_F(Csmanctl, PageOfTheDocumentsIsWhatTheToolPrints) {
     expect_done({"items", "--markdown"}, read_file(ITEMS_PAGE));
 }
 
-TEST_F(csmanctl_test, TableForTheTerminalHasALineForEachRow) {
+TEST_F(Csmanctl, TableForTheTerminalHasALineForEachRow) {
     const tool_result table = tool({"items"});
     EXPECT_EQ(table.status, 0);
     EXPECT_THAT(table.output, HasSubstr("0x00150785                wan.enable                    integer "));
@@ -192,7 +192,7 @@ TEST_F(csmanctl_test, TableForTheTerminalHasALineForEachRow) {
     EXPECT_THAT(table.output, HasSubstr("0x8001000b                wan.name.99                   string, 16 bytes "));
 }
 
-TEST_F(csmanctl_test, OutputThatCannotBeWrittenIsAFailure) {
+TEST_F(Csmanctl, OutputThatCannotBeWrittenIsAFailure) {
     open_store();
     const int full = open("/dev/full", O_WRONLY | O_CLOEXEC);
     const std::string err_path = root + "/err";
@@ -241,7 +241,7 @@ private:
     FILE* output = nullptr;
 };
 
-TEST_F(csmanctl_test, WatchPrintsItemsAndThenTheirChanges) {
+TEST_F(Csmanctl, WatchPrintsItemsAndThenTheirChanges) {
     ASSERT_EQ(write_csman_int(open_store(), 0x80150433, 1), 0);
     watching watch({"watch", "--count", "4"});
     EXPECT_EQ(watch.line(), "wan.view 1\n");
@@ -258,7 +258,7 @@ TEST_F(csmanctl_test, WatchPrintsItemsAndThenTheirChanges) {
     EXPECT_EQ(watch.end(), 0);
 }
 
-TEST_F(csmanctl_test, WatchKeepsToTheNamedItems) {
+TEST_F(Csmanctl, WatchKeepsToTheNamedItems) {
     ASSERT_EQ(write_csman_int(open_store(), 0x80150433, 1), 0);
     ASSERT_EQ(write_csman_int(open_store(), 0x80150431, 1), 0);
     watching watch({"watch", "wan.view", "0x123"});
@@ -269,7 +269,7 @@ TEST_F(csmanctl_test, WatchKeepsToTheNamedItems) {
     EXPECT_EQ(watch.interrupt(), 128 + SIGINT);
 }
 
-TEST_F(csmanctl_test, WatchEndsWhenTheStoreIsRemoved) {
+TEST_F(Csmanctl, WatchEndsWhenTheStoreIsRemoved) {
     ASSERT_EQ(write_csman_int(open_store(), 0x80150433, 1), 0);
     watching watch({"watch", "wan.view"});
     EXPECT_EQ(watch.line(), "wan.view 1\n");

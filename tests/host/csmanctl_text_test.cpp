@@ -31,6 +31,18 @@ TEST(CsmanctlText, WhatIsNoIntegerIsRefused) {
     }
 }
 
+TEST(CsmanctlText, UnsignedNumberAboveItsLimitIsRefused) {
+    for (const unsigned long long limit : {0ull, 2ull, 9ull, 10ull, 128ull, ULLONG_MAX - 1}) {
+        unsigned long long value = 0;
+        EXPECT_TRUE(parse_unsigned(std::to_string(limit), limit, value)) << limit;
+        EXPECT_EQ(value, limit);
+        EXPECT_FALSE(parse_unsigned(std::to_string(limit + 1), limit, value)) << limit;
+    }
+    unsigned long long value = 0;
+    EXPECT_FALSE(parse_unsigned("9", 2, value));
+    EXPECT_FALSE(parse_unsigned("0xf", 2, value));
+}
+
 TEST(CsmanctlText, CsidIsANumberOrAName) {
     uint32_t csid = 0;
     EXPECT_TRUE(parse_csid("0x150785", csid));

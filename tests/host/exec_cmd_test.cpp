@@ -15,10 +15,10 @@
 namespace dashboard {
 namespace {
 
-class exec_cmd_test : public host_test {
+class ExecCmd : public host_test {
 protected:
-    exec_cmd_test() { EXPECT_EQ(setenv("UTILS_LOG", log_path.c_str(), 1), 0); }
-    ~exec_cmd_test() override { EXPECT_EQ(unsetenv("UTILS_LOG"), 0); }
+    ExecCmd() { EXPECT_EQ(setenv("UTILS_LOG", log_path.c_str(), 1), 0); }
+    ~ExecCmd() override { EXPECT_EQ(unsetenv("UTILS_LOG"), 0); }
 
     int run(const std::string& command) { return _exec_cmd(12, "file", "func", 34, "%s", command.c_str()); }
 
@@ -43,13 +43,13 @@ private:
     struct sigaction previous = {};
 };
 
-TEST_F(exec_cmd_test, CommandIsFormattedAndRunByTheShell) {
+TEST_F(ExecCmd, CommandIsFormattedAndRunByTheShell) {
     EXPECT_EQ(
         _exec_cmd(1, "f", "f", 2, "echo %s %d > %s && test -s %s", "it is", 42, out_file.c_str(), out_file.c_str()), 0);
     EXPECT_EQ(read_file(out_file), "it is 42\n");
 }
 
-TEST_F(exec_cmd_test, StatusIsTheCommandsOwn) {
+TEST_F(ExecCmd, StatusIsTheCommandsOwn) {
     EXPECT_EQ(run("exit 0"), 0);
     EXPECT_EQ(run("exit 3"), 3);
     EXPECT_EQ(run("exit 255"), 255);
@@ -57,14 +57,14 @@ TEST_F(exec_cmd_test, StatusIsTheCommandsOwn) {
     EXPECT_EQ(run(root + "/missing 2> /dev/null"), 127);
 }
 
-TEST_F(exec_cmd_test, LogTellsWhoAskedForWhat) {
+TEST_F(ExecCmd, LogTellsWhoAskedForWhat) {
     EXPECT_EQ(_exec_cmd(812, "dashboard_wan", "xml_wan_traffic_sec", 97, "true %s", "a b"), 0);
     EXPECT_EQ(_exec_cmd(-1, nullptr, nullptr, 0, "true\ntrue"), 0);
     EXPECT_EQ(read_file(log_path), "pid=812 file=dashboard_wan func=xml_wan_traffic_sec line=97 cmd=true a b\n"
                                    "pid=-1 file=- func=- line=0 cmd=true?true\n");
 }
 
-TEST_F(exec_cmd_test, NothingIsLoggedWithoutAName) {
+TEST_F(ExecCmd, NothingIsLoggedWithoutAName) {
     EXPECT_EQ(setenv("UTILS_LOG", "", 1), 0);
     EXPECT_EQ(run("true"), 0);
     EXPECT_EQ(unsetenv("UTILS_LOG"), 0);
@@ -72,19 +72,19 @@ TEST_F(exec_cmd_test, NothingIsLoggedWithoutAName) {
     EXPECT_TRUE(names_in(root).empty());
 }
 
-TEST_F(exec_cmd_test, LogThatCannotBeWrittenDoesNotStopTheCommand) {
+TEST_F(ExecCmd, LogThatCannotBeWrittenDoesNotStopTheCommand) {
     EXPECT_EQ(setenv("UTILS_LOG", root.c_str(), 1), 0);
     EXPECT_EQ(run("exit 7"), 7);
 }
 
-TEST_F(exec_cmd_test, LogIsNotWrittenThroughALink) {
+TEST_F(ExecCmd, LogIsNotWrittenThroughALink) {
     write_file(out_file, "precious");
     ASSERT_EQ(symlink(out_file.c_str(), log_path.c_str()), 0);
     EXPECT_EQ(run("true"), 0);
     EXPECT_EQ(read_file(out_file), "precious");
 }
 
-TEST_F(exec_cmd_test, CommandThatIsTooLongIsNotRun) {
+TEST_F(ExecCmd, CommandThatIsTooLongIsNotRun) {
     const std::string head = "touch " + out_file + " #";
     const std::string longest = head + std::string(2047 - head.size(), 'x');
     EXPECT_LT(run(longest + "x"), 0);
@@ -94,13 +94,13 @@ TEST_F(exec_cmd_test, CommandThatIsTooLongIsNotRun) {
     EXPECT_TRUE(std::filesystem::exists(out_file));
 }
 
-TEST_F(exec_cmd_test, BackgroundCommandIsNotWaitedFor) {
+TEST_F(ExecCmd, BackgroundCommandIsNotWaitedFor) {
     EXPECT_EQ(run("sleep 1000 & echo $! > " + out_file), 0);
     const pid_t sleeper = static_cast<pid_t>(std::stol(read_file(out_file)));
     EXPECT_EQ(kill(sleeper, SIGKILL), 0);
 }
 
-TEST_F(exec_cmd_test, ChildBlocksNoSignalAlthoughTheCallerDoes) {
+TEST_F(ExecCmd, ChildBlocksNoSignalAlthoughTheCallerDoes) {
     sigset_t blocked;
     sigset_t before;
     sigemptyset(&blocked);
@@ -114,7 +114,7 @@ TEST_F(exec_cmd_test, ChildBlocksNoSignalAlthoughTheCallerDoes) {
     EXPECT_EQ(read_file(out_file), "SigBlk:\t0000000000000000\n");
 }
 
-TEST_F(exec_cmd_test, ChildDiesOfSignalsThatTheCallerIgnores) {
+TEST_F(ExecCmd, ChildDiesOfSignalsThatTheCallerIgnores) {
     const action_guard terminate(SIGTERM, SIG_IGN);
     const action_guard pipe(SIGPIPE, SIG_IGN);
     EXPECT_EQ(run("kill -TERM $$"), 128 + SIGTERM);
@@ -127,7 +127,7 @@ void count_interrupt(int) {
     interrupts++;
 }
 
-TEST_F(exec_cmd_test, CallersSignalsStayItsOwnWhileACommandRuns) {
+TEST_F(ExecCmd, CallersSignalsStayItsOwnWhileACommandRuns) {
     interrupts = 0;
     const action_guard interrupt(SIGINT, count_interrupt);
     const action_guard quit(SIGQUIT, count_interrupt);
@@ -136,14 +136,14 @@ TEST_F(exec_cmd_test, CallersSignalsStayItsOwnWhileACommandRuns) {
     EXPECT_EQ(interrupts, 3);
 }
 
-TEST_F(exec_cmd_test, CommandRunsAlsoWhereChildrenAreNotKept) {
+TEST_F(ExecCmd, CommandRunsAlsoWhereChildrenAreNotKept) {
     const action_guard child(SIGCHLD, SIG_IGN);
     // The kernel throws the status away, so the answer is that there is none.
     EXPECT_LT(run("touch " + out_file), 0);
     EXPECT_TRUE(std::filesystem::exists(out_file));
 }
 
-TEST_F(exec_cmd_test, OtherChildrenOfTheCallerAreLeftToIt) {
+TEST_F(ExecCmd, OtherChildrenOfTheCallerAreLeftToIt) {
     const pid_t other = start_child([] { return 9; });
     EXPECT_EQ(run("exit 4"), 4);
     EXPECT_EQ(wait_child(other), 9);
@@ -155,7 +155,7 @@ void* run_hanging(void* command) {
     return command;
 }
 
-TEST_F(exec_cmd_test, ThreadThatWaitsForAHangingCommandCanBeCancelled) {
+TEST_F(ExecCmd, ThreadThatWaitsForAHangingCommandCanBeCancelled) {
     std::string command = "echo $$ > " + out_file + ".new; mv " + out_file + ".new " + out_file + "; exec sleep 1000";
     pthread_t thread;
     ASSERT_EQ(pthread_create(&thread, nullptr, run_hanging, command.data()), 0);

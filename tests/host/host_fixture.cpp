@@ -18,9 +18,9 @@ namespace {
 
 constexpr int not_started = 127;
 
-std::vector<std::string> tool_command() {
+std::vector<std::string> tool_command(const std::string& program) {
     std::vector<std::string> words = emulator_words();
-    words.push_back(tested_file(CSMANCTL_EXECUTABLE));
+    words.push_back(tested_file(program));
     return words;
 }
 
@@ -69,8 +69,8 @@ int wait_child(pid_t child) {
     return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
 }
 
-pid_t start_tool(const std::vector<std::string>& given, int in, int out, int err) {
-    std::vector<std::string> words = tool_command();
+pid_t start_tool(const std::vector<std::string>& given, int in, int out, int err, const std::string& program) {
+    std::vector<std::string> words = tool_command(program);
     words.insert(words.end(), given.begin(), given.end());
     std::vector<char*> pointers;
     pointers.reserve(words.size() + 1);
@@ -115,7 +115,7 @@ tool_result host_test::tool(const std::vector<std::string>& given, const std::st
     const int in = open_plain(in_path, O_RDONLY);
     const int out = open_plain(out_path, O_WRONLY | O_CREAT | O_TRUNC);
     const int err = open_plain(err_path, O_WRONLY | O_CREAT | O_TRUNC);
-    const int status = wait_child(start_tool(given, in, out, err));
+    const int status = wait_child(start_tool(given, in, out, err, program));
     close(in);
     close(out);
     close(err);

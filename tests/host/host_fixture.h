@@ -29,8 +29,9 @@ struct tool_result {
     std::string errors;
 };
 
-// Starts csmanctl (under the emulator, where there is one). The three descriptors become its own.
-pid_t start_tool(const std::vector<std::string>& given, int in, int out, int err);
+// Starts csmanctl, or another program (under the emulator, where there is one). The three descriptors become its own.
+pid_t start_tool(const std::vector<std::string>& given, int in, int out, int err,
+                 const std::string& program = CSMANCTL_EXECUTABLE);
 
 // Every test gets an empty temporary directory; the store is its subdirectory "store", which does not exist yet.
 class host_test : public testing::Test {
@@ -44,12 +45,13 @@ protected:
     // Opens the store through the library and closes it at the end of the test.
     int open_store();
 
-    // Runs csmanctl to its end.
+    // Runs `program` to its end.
     tool_result tool(const std::vector<std::string>& given, const std::string& input = "") const;
 
     // Names in the store that belong to unfinished writes.
     std::vector<std::string> temporaries() const;
 
+    std::string program = CSMANCTL_EXECUTABLE;
     std::string root;
     std::string store_dir;
 

@@ -30,15 +30,15 @@ std::string readelf(const std::string& options, const std::string& path) {
     return text;
 }
 
-// Functions that a library offers, without those that the compiler's own machinery adds.
-names offered(const std::string& path) {
+// Functions, or objects, that a library offers, without those that the compiler's own machinery adds.
+names offered(const std::string& path, const std::string& wanted = "FUNC") {
     names found;
     std::istringstream lines(readelf("--dyn-syms", path));
     for (std::string line; std::getline(lines, line);) {
         std::istringstream columns(line);
         std::string number, value, size, type, binding, visibility, section, name;
         columns >> number >> value >> size >> type >> binding >> visibility >> section >> name;
-        if (type == "FUNC" && section != "UND" && name.compare(0, 2, "__") != 0 && name != "_init" && name != "_fini")
+        if (type == wanted && section != "UND" && name.compare(0, 2, "__") != 0 && name != "_init" && name != "_fini")
             found.insert(name);
     }
     return found;
@@ -53,6 +53,8 @@ TEST(Libraries, ShowTheInterfaceAndNothingElse) {
     EXPECT_EQ(offered(csman_library),
               (names{"close_csman", "open_csman", "read_csman", "read_csman_int", "write_csman_int"}));
     EXPECT_EQ(offered(utils_library), names{"_exec_cmd"});
+    EXPECT_EQ(offered(csman_library, "OBJECT"), names{"csman_stand_in"});
+    EXPECT_EQ(offered(utils_library, "OBJECT"), names());
 }
 
 TEST(Libraries, CarryNoLibraryPathAndNeedNoCxxLibrary) {

@@ -125,5 +125,8 @@ int close_csman(int handle) {
     if (world->csman.close_blocks != 0) {
         stall_for_ever();
     }
+    if (world->csman.close_ns > 0) {
+        take_time(world, world->csman.close_ns);
+    }
     return handle == world->csman.handle ? 0 : -1;
 }

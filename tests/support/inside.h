@@ -69,8 +69,11 @@ thread_row* own_row();
 // Blocks the calling thread for ever (a signal does not end it, cancellation does). Nobody waits for it meanwhile.
 void stall_for_ever();
 
-// Sleeps `ns` of virtual time from now. Returns 0, or EINTR and the rest in `rest`.
+// Sleeps until `deadline` of the monotonic clock. Returns 0, or EINTR and the rest in `rest`.
 int sleep_until(world_state* world, int64_t deadline, bool polling, int64_t* rest);
+
+// Sleeps `ns` of virtual time from now in full, whatever signals come.
+void take_time(world_state* world, int64_t ns);
 
 // For a thread whose bare system call a signal has interrupted: the thread sanitizer keeps signals back until the next
 // call that it knows.

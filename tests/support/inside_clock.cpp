@@ -36,6 +36,12 @@ int64_t wall_now(world_state* world) {
     return world->monotonic + world->wall_offset;
 }
 
+// What time() goes by.
+int64_t coarse_now(world_state* world) {
+    const world_lock lock(world);
+    return world->monotonic + world->wall_offset - world->time_lag;
+}
+
 int64_t nanoseconds(const timespec& time) {
     return int64_t{time.tv_sec} * ns_per_second + time.tv_nsec;
 }
@@ -167,6 +173,13 @@ int sleep_until(world_state* world, int64_t deadline, bool polling, int64_t* res
     return how == wake::interrupted ? EINTR : 0;
 }
 
+void take_time(world_state* world, int64_t ns) {
+    const int64_t deadline = monotonic_now(world) + ns;
+    int64_t rest = 0;
+    while (sleep_until(world, deadline, false, &rest) != 0) {
+    }
+}
+
 } // namespace dashboard::testing
 
 using namespace dashboard::testing;
@@ -181,7 +194,7 @@ INTERPOSE(time_t, time, time_t* out) {
     if (world == nullptr) {
         return REAL(time_t(*)(time_t*), time)(out);
     }
-    const auto now = static_cast<time_t>(wall_now(world) / ns_per_second);
+    const auto now = static_cast<time_t>(coarse_now(world) / ns_per_second);
     if (out != nullptr) {
         *out = now;
     }
@@ -203,33 +216,11 @@ INTERPOSE(int, clock_gettime, clockid_t clock, timespec* out) {
     return REAL(int (*)(clockid_t, timespec*), clock_gettime)(clock, out);
 }
 
-INTERPOSE(int, gettimeofday, timeval* out, void* zone) {
-    world_state* world = current_world();
-    if (world == nullptr) {
-        return REAL(int (*)(timeval*, void*), gettimeofday)(out, zone);
-    }
-    const int64_t now = wall_now(world);
-    out->tv_sec = static_cast<time_t>(now / ns_per_second);
-    out->tv_usec = static_cast<suseconds_t>(now % ns_per_second / 1000);
-    return 0;
-}
-
 // A hundred ticks a second of the monotonic clock.
 INTERPOSE(clock_t, times, tms* out) {
     world_state* world = current_world();
     const clock_t real_ticks = REAL(clock_t(*)(tms*), times)(out);
     return world == nullptr ? real_ticks : static_cast<clock_t>(monotonic_now(world) / (ns_per_second / 100));
-}
-
-INTERPOSE(unsigned, sleep, unsigned seconds) {
-    world_state* world = current_world();
-    if (world == nullptr) {
-        return REAL(unsigned (*)(unsigned), sleep)(seconds);
-    }
-    record("sleep", "%u", seconds);
-    int64_t rest = 0;
-    sleep_for(world, seconds * ns_per_second, &rest);
-    return static_cast<unsigned>((rest + ns_per_second - 1) / ns_per_second);
 }
 
 INTERPOSE(int, usleep, useconds_t microseconds) {
@@ -270,23 +261,6 @@ INTERPOSE(int, clock_nanosleep, clockid_t clock, int flags, const timespec* requ
         set_timespec(remaining, rest);
     }
     return error;
-}
-
-INTERPOSE(int, nanosleep, const timespec* request, timespec* remaining) {
-    world_state* world = current_world();
-    if (world == nullptr) {
-        return REAL(int (*)(const timespec*, timespec*), nanosleep)(request, remaining);
-    }
-    int64_t rest = 0;
-    const int error = sleep_for(world, nanoseconds(*request), &rest);
-    if (error == 0) {
-        return 0;
-    }
-    if (remaining != nullptr) {
-        set_timespec(remaining, rest);
-    }
-    errno = error;
-    return -1;
 }
 
 // The slack of a timer changes nothing that this clock could show.

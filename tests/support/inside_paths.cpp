@@ -8,7 +8,6 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
-#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -58,22 +57,6 @@ FILE* fopen_inside(Open real, const char* path, const char* mode) {
 INTERPOSE_OPEN(open)
 INTERPOSE_OPEN(open64)
 
-#define INTERPOSE_OPENAT(name)                                                                                         \
-    INTERPOSE(int, name, int folder, const char* path, int flags, ...) {                                               \
-        va_list arguments;                                                                                             \
-        va_start(arguments, flags);                                                                                    \
-        const mode_t mode = mode_argument(flags, arguments);                                                           \
-        va_end(arguments);                                                                                             \
-        if (must_fail("open", path)) {                                                                                 \
-            return -1;                                                                                                 \
-        }                                                                                                              \
-        char buffer[512];                                                                                              \
-        return REAL(int (*)(int, const char*, int, ...), name)(folder, inside_path(path, buffer), flags, mode);        \
-    }
-
-INTERPOSE_OPENAT(openat)
-INTERPOSE_OPENAT(openat64)
-
 // What a build with _FORTIFY_SOURCE calls when it creates nothing.
 INTERPOSE(int, __open_2, const char* path, int flags) {
     return open_inside(REAL(int (*)(const char*, int, ...), open), path, flags, 0);
@@ -81,10 +64,6 @@ INTERPOSE(int, __open_2, const char* path, int flags) {
 
 INTERPOSE(int, __open64_2, const char* path, int flags) {
     return open_inside(REAL(int (*)(const char*, int, ...), open64), path, flags, 0);
-}
-
-INTERPOSE(int, creat, const char* path, mode_t mode) {
-    return open_inside(REAL(int (*)(const char*, int, ...), open), path, O_CREAT | O_WRONLY | O_TRUNC, mode);
 }
 
 INTERPOSE(FILE*, fopen, const char* path, const char* mode) {
@@ -134,7 +113,6 @@ INTERPOSE(int, access, const char* path, int how) {
 INTERPOSE_RECORDED(unlink)
 INTERPOSE_RECORDED(remove)
 INTERPOSE_RECORDED(chdir)
-INTERPOSE_RECORDED(rmdir)
 
 INTERPOSE(int, rename, const char* from, const char* to) {
     record("rename", "%s %s", from, to);
@@ -144,47 +122,4 @@ INTERPOSE(int, rename, const char* from, const char* to) {
     char from_buffer[512];
     char to_buffer[512];
     return REAL(int (*)(const char*, const char*), rename)(inside_path(from, from_buffer), inside_path(to, to_buffer));
-}
-
-INTERPOSE(int, mkdir, const char* path, mode_t mode) {
-    record("mkdir", "%s %o", path, static_cast<unsigned>(mode));
-    if (must_fail("mkdir", path)) {
-        return -1;
-    }
-    char buffer[512];
-    return REAL(int (*)(const char*, mode_t), mkdir)(inside_path(path, buffer), mode);
-}
-
-// A link inside the world points into the world: its text carries the root, which readlink takes away again.
-INTERPOSE(int, symlink, const char* target, const char* path) {
-    record("symlink", "%s %s", target, path);
-    if (must_fail("symlink", path)) {
-        return -1;
-    }
-    char target_buffer[512];
-    char path_buffer[512];
-    return REAL(int (*)(const char*, const char*), symlink)(inside_path(target, target_buffer),
-                                                            inside_path(path, path_buffer));
-}
-
-INTERPOSE(ssize_t, readlink, const char* path, char* out, size_t size) {
-    char buffer[512];
-    const ssize_t length = REAL(ssize_t(*)(const char*, char*, size_t), readlink)(inside_path(path, buffer), out, size);
-    const world_state* world = current_world();
-    const size_t root = world == nullptr ? 0 : strlen(world->root);
-    if (root == 0 || length < static_cast<ssize_t>(root) || strncmp(out, world->root, root) != 0) {
-        return length;
-    }
-    memmove(out, out + root, static_cast<size_t>(length) - root);
-    return length - static_cast<ssize_t>(root);
-}
-
-INTERPOSE(DIR*, opendir, const char* path) {
-    char buffer[512];
-    return REAL(DIR * (*)(const char*), opendir)(inside_path(path, buffer));
-}
-
-INTERPOSE(int, chmod, const char* path, mode_t mode) {
-    char buffer[512];
-    return REAL(int (*)(const char*, mode_t), chmod)(inside_path(path, buffer), mode);
 }

@@ -215,14 +215,6 @@ INTERPOSE(int, pthread_cancel, pthread_t thread) {
     return REAL(int (*)(pthread_t), pthread_cancel)(thread);
 }
 
-INTERPOSE(int, pthread_kill, pthread_t thread, int signal) {
-    world_state* world = current_world();
-    if (world != nullptr && signal != 0) {
-        mark_sleeper(world, thread, thread_signalled);
-    }
-    return REAL(int (*)(pthread_t, int), pthread_kill)(thread, signal);
-}
-
 INTERPOSE(int, pthread_mutex_init, pthread_mutex_t* mutex, const pthread_mutexattr_t* attributes) {
     if (must_fail("pthread_mutex_init")) {
         return errno;

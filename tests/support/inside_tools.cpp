@@ -1,4 +1,4 @@
-// Tools that the process under test runs, its system log, and the rest of the calls that a test wants to see or spoil.
+// Tools that the process under test runs, and the rest of the calls that a test wants to see or spoil.
 #undef _FILE_OFFSET_BITS
 #undef _TIME_BITS
 #undef _FORTIFY_SOURCE
@@ -9,12 +9,9 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <poll.h>
 #include <sys/mman.h>
-#include <syslog.h>
 #include <unistd.h>
-
-// The formats of syslog are the caller's.
-#pragma GCC diagnostic ignored "-Wformat-nonliteral"
 
 using namespace dashboard::testing;
 
@@ -41,15 +38,7 @@ void wait_for_tool(world_state* world, int descriptor) {
     if (delay == 0) {
         return;
     }
-    int64_t now;
-    {
-        const world_lock lock(world);
-        now = world->monotonic;
-    }
-    const int64_t deadline = now + delay * int64_t{1'000'000};
-    int64_t rest = 0;
-    while (sleep_until(world, deadline, false, &rest) != 0) {
-    }
+    take_time(world, delay * int64_t{1'000'000});
 }
 
 void mark_reading(uint32_t value) {
@@ -77,10 +66,18 @@ ssize_t read_inside(Read read_on, int descriptor) {
     return result;
 }
 
-void record_syslog(int priority, const char* format, va_list arguments) {
-    char text[512];
-    vsnprintf(text, sizeof text, format, arguments);
-    record("syslog", "%d %s", priority, text);
+// Waiting for a tool's output is reading it.
+template <class Poll>
+int poll_inside(Poll poll_on, const pollfd* descriptors, nfds_t count, int timeout) {
+    if (count != 1 || !tool_descriptor(descriptors[0].fd)) {
+        return poll_on();
+    }
+    record("poll", "%d %d", descriptors[0].events, timeout);
+    wait_for_tool(current_world(), descriptors[0].fd);
+    mark_reading(1);
+    const int result = poll_on();
+    mark_reading(0);
+    return result;
 }
 
 } // namespace
@@ -119,6 +116,16 @@ INTERPOSE(ssize_t, __read_chk, int descriptor, void* buffer, size_t size, size_t
                        descriptor);
 }
 
+INTERPOSE(int, poll, pollfd* descriptors, nfds_t count, int timeout) {
+    return poll_inside([=] { return REAL(int (*)(pollfd*, nfds_t, int), poll)(descriptors, count, timeout); },
+                       descriptors, count, timeout);
+}
+
+INTERPOSE(int, __poll_chk, pollfd* descriptors, nfds_t count, int timeout, size_t) {
+    return poll_inside([=] { return REAL(int (*)(pollfd*, nfds_t, int), poll)(descriptors, count, timeout); },
+                       descriptors, count, timeout);
+}
+
 INTERPOSE(int, lockf, int descriptor, int command, off_t length) {
     record("lockf", "%d %ld", command, static_cast<long>(length));
     if (must_fail("lockf")) {
@@ -133,58 +140,6 @@ INTERPOSE(int, lockf64, int descriptor, int command, long long length) {
         return -1;
     }
     return REAL(int (*)(int, int, long long), lockf64)(descriptor, command, length);
-}
-
-INTERPOSE(unsigned, alarm, unsigned seconds) {
-    record("alarm", "%u", seconds);
-    return REAL(unsigned (*)(unsigned), alarm)(seconds);
-}
-
-// The system log of the machine that runs the tests hears nothing.
-INTERPOSE(void, openlog, const char* ident, int options, int facility) {
-    if (current_world() == nullptr) {
-        REAL(void (*)(const char*, int, int), openlog)(ident, options, facility);
-        return;
-    }
-    record("openlog", "%s %d %d", ident, options, facility);
-}
-
-INTERPOSE(void, closelog, void) {
-    if (current_world() == nullptr) {
-        REAL(void (*)(), closelog)();
-        return;
-    }
-    record("closelog", "%s", "");
-}
-
-INTERPOSE(int, setlogmask, int mask) {
-    if (current_world() == nullptr) {
-        return REAL(int (*)(int), setlogmask)(mask);
-    }
-    record("setlogmask", "%d", mask);
-    return 0xff;
-}
-
-INTERPOSE(void, vsyslog, int priority, const char* format, va_list arguments) {
-    if (current_world() == nullptr) {
-        REAL(void (*)(int, const char*, va_list), vsyslog)(priority, format, arguments);
-        return;
-    }
-    record_syslog(priority, format, arguments);
-}
-
-INTERPOSE(void, syslog, int priority, const char* format, ...) {
-    va_list arguments;
-    va_start(arguments, format);
-    world_vsyslog(priority, format, arguments);
-    va_end(arguments);
-}
-
-INTERPOSE(void, __syslog_chk, int priority, int, const char* format, ...) {
-    va_list arguments;
-    va_start(arguments, format);
-    world_vsyslog(priority, format, arguments);
-    va_end(arguments);
 }
 
 // The kernel's memory runs out on request, and the newest block of it is known: a module's store, of which no document

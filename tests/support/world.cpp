@@ -1,4 +1,5 @@
 #include "tests/support/world.h"
+#include "tests/support/files.h"
 #include "tests/support/world_text.h"
 
 #include <algorithm>
@@ -60,13 +61,10 @@ void write_whole(const std::string& path, const std::string& text) {
 }
 
 std::string read_whole(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    if (!in) {
+    if (!fs::exists(path)) {
         throw std::runtime_error("no file " + path);
     }
-    std::ostringstream text;
-    text << in.rdbuf();
-    return text.str();
+    return read_file(path);
 }
 
 bool has_died(uint32_t pid) {
@@ -119,6 +117,11 @@ void virtual_clock::advance(double seconds) {
     state.monotonic += as_ns(seconds);
 }
 
+void virtual_clock::delay_time(int64_t nanoseconds) {
+    const state_guard guard(state);
+    state.time_lag = nanoseconds;
+}
+
 int64_t virtual_clock::now() const {
     return wall_ns() / ns_per_second;
 }
@@ -164,6 +167,9 @@ test_world::~test_world() {
         world_attach(nullptr);
     }
     setenv("PATH", old_path.c_str(), 1);
+    if (log_socket >= 0) {
+        close(log_socket);
+    }
     end_hanging_tools();
     munmap(shared, sizeof(world_state));
     std::error_code ignored;

@@ -39,6 +39,8 @@ public:
     void step_wall(int64_t seconds);
     // Lets time pass on both clocks. For a whole daemon use its run_for, which also lets it live meanwhile.
     void advance(double seconds);
+    // From now on time() shows the wall clock as it was so long before: it goes by a coarse clock.
+    void delay_time(int64_t nanoseconds);
     // Wall clock, whole seconds.
     int64_t now() const;
     // Wall clock, nanoseconds.
@@ -70,6 +72,8 @@ public:
     void block_reads(uint32_t csid);
     void unblock_reads(uint32_t csid);
     void block_close();
+    // A close takes so long, in virtual time, whatever signals come.
+    void slow_close(double seconds);
     // Keeps the calls out of the records, for a run of many hours.
     void keep_quiet();
 
@@ -147,6 +151,14 @@ public:
     std::vector<runner_command> commands() const;
     void forget_calls();
 
+    // A system log of that type (SOCK_DGRAM or SOCK_STREAM) at /dev/log that lets connections and messages queue and
+    // takes none. Without one syslog is only written down. `read_system_log` takes the messages that a queue of
+    // SOCK_DGRAM holds, oldest first.
+    void idle_system_log(int type);
+    std::vector<std::string> read_system_log();
+    // syslog never returns, whatever the log's queue says. Whole daemon only.
+    void block_syslog();
+
     // What getppid answers.
     void parent_id(int32_t pid);
     // Called in every sleep of this process, after it moved the clock; in one that is interrupted before the sleeper
@@ -167,6 +179,7 @@ private:
     std::string old_path;
     world_state* shared;
     std::function<void()> sleep_hook;
+    int log_socket = -1;
 
 public:
     virtual_clock clock;

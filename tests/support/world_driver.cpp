@@ -1,6 +1,5 @@
 #include "tests/support/world_driver.h"
 
-#include <algorithm>
 #include <chrono>
 #include <climits>
 #include <cmath>
@@ -49,29 +48,12 @@ bool world_driver::at_rest() {
         for (const thread_row& row : state.threads) {
             const bool in_tool = row.state == thread_running && __atomic_load_n(&row.reading, __ATOMIC_SEQ_CST) != 0;
             reading += in_tool ? 1 : 0;
-            if (!rests(row) && !in_tool && !(blocked_writer_allowed && blocked_in_write(row.tid))) {
+            if (!rests(row) && !in_tool) {
                 return false;
             }
         }
     }
     return reading == 0 || reading <= world.count_hanging_tools();
-}
-
-// The kernel shows the call in which a thread sleeps, and its first argument.
-bool world_driver::blocked_in_write(uint32_t thread_id) const {
-    std::ifstream in("/proc/" + std::to_string(state.pid) + "/task/" + std::to_string(thread_id) + "/syscall");
-    std::string call;
-    std::string first;
-    in >> call >> first;
-    const bool writes = call == std::to_string(SYS_write) || call == "1"; // of an x86-64 below an emulator
-    return writes && first == "0x1";
-}
-
-bool world_driver::writer_blocked() {
-    const state_guard guard(state);
-    return std::any_of(std::begin(state.threads), std::end(state.threads), [this](const thread_row& row) {
-        return row.state == thread_running && blocked_in_write(row.tid);
-    });
 }
 
 void world_driver::wake_next() {

@@ -27,11 +27,6 @@ public:
     // Lets the sleeper whose sleep ends first go, without waiting for what it does.
     void wake_next();
 
-    // With `allowed`, a thread that is blocked in a write to standard output rests as well: nobody reads the pipe.
-    void allow_blocked_writer(bool allowed) { blocked_writer_allowed = allowed; }
-    // True when some thread is blocked so.
-    bool writer_blocked();
-
     // One thread per line: number, state, seconds to its deadline.
     std::string threads() const;
     // The kernel's id of thread `number`, 0 when there is no such thread.
@@ -45,12 +40,10 @@ private:
     thread_row row(uint32_t number) const;
     bool at_rest();
     bool wake_first(int64_t limit);
-    bool blocked_in_write(uint32_t thread_id) const;
 
     test_world& world;
     world_state& state;
     std::function<bool()> ended;
-    bool blocked_writer_allowed = false;
 };
 
 } // namespace dashboard::testing

@@ -172,6 +172,10 @@ void csman_items::block_close() {
     state.csman.close_blocks = 1;
 }
 
+void csman_items::slow_close(double seconds) {
+    state.csman.close_ns = static_cast<int64_t>(seconds * 1e9);
+}
+
 void csman_items::block_reads(uint32_t csid) {
     const state_guard guard(state);
     row(csid).blocks = 1;

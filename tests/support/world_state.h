@@ -72,6 +72,7 @@ struct csman_state {
     uint32_t open_blocks;  // 1: open never returns
     uint32_t close_blocks; // 1: close never returns
     uint32_t quiet;        // 1: calls are not recorded
+    int64_t close_ns;      // how long a close takes
     csman_row rows[256];
 };
 
@@ -87,14 +88,17 @@ struct world_state {
     uint32_t driven;   // 1: sleeping threads wait for the driver; 0: a sleep moves the clock itself
     int64_t monotonic; // nanoseconds
     int64_t wall_offset;
+    int64_t time_lag;         // ns by which time() is behind the wall clock, as a coarse clock is
     uint32_t pid;             // of the process under test, the daemonised child once it has forked
     uint32_t threads_started; // the main thread counts
     uint32_t signals_handled; // handlers that have returned
     int32_t parent_id;        // what getppid answers
     uint32_t driver;          // process id of the test that moves the clock; 0: nobody
     uint32_t exit_noted;      // 1 + its exit status once it is about to end
-    char root[256];           // folder that stands for "/"
-    char hung[256];           // folder where a tool that hangs leaves its process id
+    uint32_t syslog_blocks;   // 1: syslog never returns
+    uint32_t pad;
+    char root[256]; // folder that stands for "/"
+    char hung[256]; // folder where a tool that hangs leaves its process id
     thread_row threads[max_threads];
     failure_rule failures[max_failures];
     slow_tool slow_tools[max_slow_tools];

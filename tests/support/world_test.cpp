@@ -15,6 +15,7 @@
 #include <pthread.h>
 #include <sys/mman.h>
 #include <sys/prctl.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/time.h>
 #include <sys/times.h>
@@ -51,7 +52,7 @@ TEST(World, KeepsFilesThatTheProcessMakesAndTakesThemAwayAtItsEnd) {
     {
         test_world world;
         place = world.real_path("/tmp/dashboard");
-        ASSERT_EQ(mkdir("/tmp/dashboard", 0750), 0);
+        world.folder("/tmp/dashboard");
         const int fd = open("/tmp/dashboard/a", O_WRONLY | O_CREAT | O_EXCL, 0640);
         ASSERT_EQ(write(fd, "text", 4), 4);
         close(fd);
@@ -89,14 +90,14 @@ TEST(World, ClockStandsStillUntilSomebodySleeps) {
     timespec before{};
     clock_gettime(CLOCK_MONOTONIC, &before);
     const clock_t ticks = times(nullptr);
-    EXPECT_EQ(sleep(2), 0u);
+    EXPECT_EQ(usleep(2'000'000), 0);
     timespec after{};
     clock_gettime(CLOCK_MONOTONIC, &after);
     EXPECT_EQ(after.tv_sec - before.tv_sec, 2);
     EXPECT_EQ(after.tv_nsec, before.tv_nsec);
     EXPECT_EQ(times(nullptr) - ticks, 200);
     EXPECT_EQ(time(nullptr), first_second + 2);
-    EXPECT_THAT(world.calls("sleep"), ElementsAre("2"));
+    EXPECT_THAT(world.calls("usleep"), ElementsAre("2000000"));
 }
 
 TEST(World, WallClockIsSetWithoutTheMonotonicOne) {
@@ -106,9 +107,9 @@ TEST(World, WallClockIsSetWithoutTheMonotonicOne) {
     EXPECT_EQ(time(nullptr), 1'000'000);
     world.clock.step_wall(-60);
     EXPECT_EQ(time(nullptr), 999'940);
-    timeval tv{};
-    gettimeofday(&tv, nullptr);
-    EXPECT_EQ(tv.tv_usec, 500'000);
+    timespec now{};
+    clock_gettime(CLOCK_REALTIME, &now);
+    EXPECT_EQ(now.tv_nsec, 500'000'000);
     EXPECT_EQ(world.clock.monotonic_ns(), monotonic);
     world.clock.advance(0.5);
     EXPECT_EQ(time(nullptr), 999'941);
@@ -138,7 +139,7 @@ TEST(World, HookSeesEverySleep) {
     int sleeps = 0;
     world.on_sleep([&] { ++sleeps; });
     usleep(500);
-    sleep(1);
+    usleep(1'000'000);
     EXPECT_EQ(sleeps, 2);
 }
 
@@ -218,6 +219,24 @@ TEST(World, SystemLogIsTheTests) {
     EXPECT_THAT(world.calls("setlogmask"), ElementsAre("127"));
     EXPECT_THAT(world.calls("syslog"), ElementsAre("5 a line"));
     EXPECT_THAT(world.syslog_lines(), ElementsAre("a line"));
+}
+
+TEST(World, SystemLogMayQueueWhatNobodyTakes) {
+    test_world world;
+    world.idle_system_log(SOCK_DGRAM);
+    syslog(LOG_NOTICE, "%s", "first");
+    syslog(LOG_NOTICE, "%s", "second");
+    EXPECT_THAT(world.syslog_lines(), ElementsAre("first", "second"));
+    EXPECT_THAT(world.read_system_log(), ElementsAre("first", "second"));
+    EXPECT_THAT(world.read_system_log(), ::testing::IsEmpty());
+}
+
+TEST(World, StoreMayTakeItsTimeToClose) {
+    test_world world;
+    const int64_t before = world.clock.monotonic_ns();
+    world.csman.slow_close(1.5);
+    EXPECT_EQ(close_csman(open_csman(0, 0)), 0);
+    EXPECT_EQ(world.clock.monotonic_ns() - before, 1'500'000'000);
 }
 
 volatile sig_atomic_t hangups = 0;

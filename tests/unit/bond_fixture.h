@@ -2,15 +2,12 @@
 #ifndef TESTS_UNIT_BOND_FIXTURE_H
 #define TESTS_UNIT_BOND_FIXTURE_H
 
-#include "tests/unit/wireless_fixture.h"
+#include "tests/unit/monitor_fixture.h"
 
 #include <string>
 #include <vector>
 
 namespace dashboard::testing {
-
-inline constexpr uint32_t bond_items[] = {0xb20070, 0xb20071, 0xb20072};
-inline constexpr uint32_t name_map_item = 0xb200b0;
 
 struct bond_second {
     int64_t time;
@@ -18,11 +15,11 @@ struct bond_second {
     std::vector<uint64_t> slaves; // of those that have a name
 };
 
-class bond_fixture : public wireless_fixture {
+class bond_fixture : public monitor_fixture {
 protected:
     const monitor_cb& module = bond_traffic_monitor;
 
-    void enable(int bond, int32_t value = 1) { world.csman.set(bond_items[bond], value); }
+    void enable(int bond, int32_t value = 1) { world.csman.set(bond_enable + static_cast<uint32_t>(bond), value); }
     static std::string slave_list(int bond) { return "/sys/class/net/bond" + std::to_string(bond) + "/bonding/slaves"; }
     void slaves(int bond, const std::string& text) { world.file(slave_list(bond), text); }
 
@@ -65,7 +62,7 @@ protected:
     // Ready, with bond `bond` up; its slaves are eth0 and eth1, WAN 1 and 2; the map is "office".
     void bring_up(int bond = 0) {
         enable(bond);
-        world.csman.set_string(name_map_item, "office");
+        world.csman.set_string(bond_name_map, "office");
         slaves(bond, "0:eth0\n1:eth1\n");
         ASSERT_EQ(init(module), 1);
         ASSERT_EQ(check(module), 1);

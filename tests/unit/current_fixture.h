@@ -23,7 +23,7 @@ protected:
     current_fixture() {
         world.usual_inputs();
         world.tool("netstat", "i=0; while [ $i -lt 12 ]; do echo line; i=$((i + 1)); done");
-        world.csman.set(0x8000f360, 0);
+        world.csman.set(eth_port_count, 0);
         interfaces({});
         cpu({"90.10", "80.20"});
         // The calls are counted over the whole life of the process. Without a store the one that would make a snapshot

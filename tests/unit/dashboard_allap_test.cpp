@@ -1,7 +1,6 @@
-// Traffic of all access points together: samples, documents, links, init and term.
+// Traffic of all access points together: samples, documents and links.
 #include "tests/unit/ap_monitor_fixture.h"
 
-#include <cerrno>
 #include <string>
 
 namespace dashboard::testing {
@@ -109,17 +108,6 @@ TEST_F(AllAp, AnApIsListedOnlyInTheSecondsInWhichItWasRead) {
                "    <ap_1_TxRx>11</ap_1_TxRx>\n");
 }
 
-TEST_F(AllAp, OnlyAPositiveViewerRequestPublishesTheSeconds) {
-    report_own(0, 1);
-    ASSERT_EQ(loop(module, 0), 1);
-    ASSERT_EQ(loop(module, -1), 1);
-    ASSERT_EQ(module.loop(csman_handle_of_tests, nullptr, &module), 1);
-    expect_sec("");
-    ASSERT_EQ(loop(module, 77), 1);
-    const std::string sample = "    <time>1700000000000</time>\n    <ap_0_TxRx>1</ap_0_TxRx>\n";
-    expect_sec(sample + sample + sample + sample);
-}
-
 TEST_F(AllAp, MinutesAndHoursListTimesOnly) {
     report_own(0, 1000);
     for (int64_t i = 1; i <= 60; ++i) {
@@ -134,21 +122,6 @@ TEST_F(AllAp, MinutesAndHoursListTimesOnly) {
 }
 
 // ---- links
-
-TEST_F(AllApUnready, InitPublishesThreeEmptyDocuments) {
-    ASSERT_EQ(init(module), 1);
-    EXPECT_THAT(published_files(),
-                ElementsAre("aptraffic_allap_hour.xml", "aptraffic_allap_min.xml", "aptraffic_allap_sec.xml"));
-    for (const std::string& name : {sec_name, min_name, hour_name}) {
-        expect_published(name, "<?xml version=\"1.0\" ?>\n<datalist>\n</datalist>\n");
-        EXPECT_EQ(world.mode(name), 0644u);
-    }
-    const std::string start = "/tmp/dashboard/aptraffic_allap_";
-    EXPECT_THAT(world.calls("remove"), ElementsAre(sec_name, min_name, hour_name));
-    EXPECT_THAT(world.calls("rename"), ElementsAre(start + "sec_tmp.xml " + sec_name, start + "min_tmp.xml " + min_name,
-                                                   start + "hour_tmp.xml " + hour_name));
-    EXPECT_THAT(world.messages(), IsEmpty());
-}
 
 TEST_F(AllApUnready, TheMinutesHaveNoLinkAndTheHoursAreLinkedToTheirTemporaryName) {
     ASSERT_EQ(init(module), 1);
@@ -184,93 +157,6 @@ TEST_F(AllAp, TheHoursLinkLeadsNowhereAndIsMadeAgainWithEveryHour) {
     EXPECT_THAT(new_commands(), ElementsAre(made, made));
     EXPECT_EQ(module.write_sec(csman_handle_of_tests, nullptr), 1);
     EXPECT_THAT(new_commands(), IsEmpty());
-}
-
-// ---- init, term, failures
-
-TEST_F(AllApUnready, FillsTheSlotsOfItsCallbackSet) {
-    EXPECT_EQ(module.check, nullptr);
-    EXPECT_EQ(module.data_export, nullptr);
-    EXPECT_EQ(module.unused_7, nullptr);
-    EXPECT_EQ(module.unused_8, nullptr);
-    EXPECT_EQ(module.unused_10, nullptr);
-    EXPECT_EQ(module.unused_11, nullptr);
-}
-
-TEST_F(AllApUnready, InitWritesItsStartMarkerUnless99Stands) {
-    ASSERT_EQ(init(module), 1);
-    EXPECT_THAT(new_csman_calls(), ElementsAre("read_int 7 0x8015043e", "write_int 7 0x8015043e 9"));
-    world.csman.set(start_marker_item, 99);
-    ASSERT_EQ(init(module), 1);
-    EXPECT_EQ(world.csman.get(start_marker_item), 99);
-}
-
-TEST_F(AllApUnready, InitFailsWithAWarningWithoutMemory) {
-    // A sample is a time, 128 flags, a gap and three times 128 counters, 3592 bytes; a series has 128 of them.
-    static_assert(3 * (16 + 128 * (4 + 128 * 4 + 4 + 3 * 128 * 8)) == 1'379'376);
-    world.fail_allocation(1'379'376);
-    EXPECT_EQ(init(module), 0);
-    EXPECT_THAT(world.messages(), ElementsAre("warn[allap_traffic_init]: malloc fail,size(1379376)"));
-    EXPECT_THAT(published_files(), IsEmpty());
-    EXPECT_FALSE(world.csman.has(start_marker_item));
-    world.fail_no_more();
-    EXPECT_EQ(init(module), 1);
-}
-
-TEST_F(AllApUnready, WithoutAStoreEverythingButTermAnswers0) {
-    report(0, counted_from(1));
-    EXPECT_EQ(loop(module, 1), 0);
-    EXPECT_EQ(module.write_sec(csman_handle_of_tests, nullptr), 0);
-    EXPECT_EQ(module.write_min(csman_handle_of_tests, nullptr), 0);
-    EXPECT_EQ(module.write_hour(csman_handle_of_tests, nullptr), 0);
-    EXPECT_EQ(term(module), 1);
-    EXPECT_THAT(published_files(), IsEmpty());
-}
-
-TEST_F(AllAp, InitAgainStartsFromEmptySeries) {
-    report_own(0, 4);
-    for (const bool term_between : {false, true}) {
-        ASSERT_EQ(loop(module, 1), 1);
-        if (term_between) {
-            ASSERT_EQ(term(module), 1);
-        }
-        ASSERT_EQ(init(module), 1);
-        expect_sec("");
-        ASSERT_EQ(loop(module, 1), 1);
-        expect_sec("    <time>1700000000000</time>\n    <ap_0_TxRx>4</ap_0_TxRx>\n");
-    }
-}
-
-TEST_F(AllAp, TermTriesToUnlinkLiteralPatternsSoThatTheFilesStay) {
-    world.forget_calls();
-    EXPECT_EQ(term(module), 1);
-    EXPECT_THAT(world.calls("unlink"), ElementsAre("/usr/www/aptraffic_allap*", "/tmp/dashboard/aptraffic_allap*"));
-    EXPECT_EQ(published_files().size(), 3u);
-    EXPECT_EQ(world.list("/usr/www").size(), 2u);
-    report_own(0, 4);
-    EXPECT_EQ(loop(module, 1), 0);
-}
-
-TEST_F(AllAp, AFileThatCannotBeOpenedIsReportedAndLeavesTheLoopAlone) {
-    report_own(0, 4);
-    std::vector<std::string> warnings;
-    for (const std::string series : {"sec", "min", "hour"}) {
-        const std::string temporary = "/tmp/dashboard/aptraffic_allap_" + series + "_tmp.xml";
-        world.fail("open", EACCES, temporary);
-        warnings.push_back("warn[xml_allap_traffic_" + series + "]: open file(" + temporary +
-                           ") error(Permission denied)!");
-    }
-    new_commands();
-    EXPECT_EQ(loop_at(module, t0 + 3600, 1), 1);
-    EXPECT_EQ(world.messages(), warnings);
-    EXPECT_THAT(new_commands(), IsEmpty()) << "no link step either";
-    expect_sec("");
-    world.fail("open", EACCES, "_tmp.xml", 3);
-    EXPECT_EQ(module.write_sec(csman_handle_of_tests, nullptr), 0);
-    EXPECT_EQ(module.write_min(csman_handle_of_tests, nullptr), 0);
-    EXPECT_EQ(module.write_hour(csman_handle_of_tests, nullptr), 0);
-    EXPECT_EQ(module.write_hour(csman_handle_of_tests, nullptr), 1);
-    expect_published(hour_name, datalist("    <time>1700003600000</time>\n"));
 }
 
 } // namespace

@@ -15,7 +15,7 @@ using ::testing::IsEmpty;
 class ApHistory : public ap_monitor_fixture {
 protected:
     const monitor_cb& module = ap_traffic_monitor;
-    std::map<int, history_model<ap_model_sample>> models;
+    std::map<int, history_model<ap_record>> models;
 
     ApHistory() {
         world.csman.keep_quiet();

@@ -178,9 +178,9 @@ TEST_F(ApMonitorUnready, FillsTheSlotsOfItsCallbackSet) {
 TEST_F(ApMonitorUnready, InitPublishesNothingAndWritesItsStartMarkerUnless99Stands) {
     ASSERT_EQ(init(module), 1);
     EXPECT_THAT(new_csman_calls(), ElementsAre("read_int 7 0x8015043e", "write_int 7 0x8015043e 8"));
-    world.csman.set(start_marker_item, 99);
+    world.csman.set(start_marker, 99);
     ASSERT_EQ(init(module), 1);
-    EXPECT_EQ(world.csman.get(start_marker_item), 99);
+    EXPECT_EQ(world.csman.get(start_marker), 99);
     EXPECT_THAT(published_files(), IsEmpty());
     EXPECT_THAT(new_commands(), IsEmpty());
     EXPECT_THAT(world.messages(), IsEmpty());
@@ -193,7 +193,7 @@ TEST_F(ApMonitorUnready, InitFailsWithAWarningWithoutMemory) {
     world.fail_allocation(19'176'448);
     EXPECT_EQ(init(module), 0);
     EXPECT_THAT(world.messages(), ElementsAre("warn[ap_traffic_init]: malloc fail,size(19176448)"));
-    EXPECT_FALSE(world.csman.has(start_marker_item));
+    EXPECT_FALSE(world.csman.has(start_marker));
     EXPECT_EQ(loop(module, 1), 0);
     world.fail_no_more();
     EXPECT_EQ(init(module), 1);

@@ -1,6 +1,6 @@
 // The reader of access points' records against sscanf itself, over lines that are right, nearly right and wrong.
 #include "probes/dashboard_aptraffic.h"
-#include "tests/unit/ap_records.h"
+#include "tests/models/ap_records.h"
 #include "tests/unit/heard_messages.h"
 
 #include <gmock/gmock.h>

@@ -1,6 +1,6 @@
 // The record that another process writes for each access point.
 #include "probes/dashboard_aptraffic.h"
-#include "tests/unit/ap_records.h"
+#include "tests/models/ap_records.h"
 #include "tests/unit/heard_messages.h"
 #include "tests/unit/open_descriptors.h"
 

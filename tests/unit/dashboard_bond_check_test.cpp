@@ -46,7 +46,7 @@ TEST_F(BondCheck, AnInactiveBondThatIsSwitchedOnIsStartedAndPublishedEmpty) {
     EXPECT_THAT(world.list("/tmp/dashboard"), ElementsAre("bond_traffic_sec_1.xml"));
     expect_published(file(1), document(1, "", {}, {}));
     EXPECT_EQ(sampled(), "") << "active, but without a name";
-    EXPECT_FALSE(world.csman.has(start_marker_item));
+    EXPECT_FALSE(world.csman.has(start_marker));
 }
 
 TEST_F(BondCheck, AnInactiveBondStaysSoWithAnyOtherValue) {
@@ -65,7 +65,7 @@ TEST_F(BondCheck, AnInactiveBondStaysSoWithAnyOtherValue) {
 
 TEST_F(BondCheck, ABondWhoseSlaveListAppearsComesUp) {
     enable(2);
-    world.csman.set_string(name_map_item, "office");
+    world.csman.set_string(bond_name_map, "office");
     ASSERT_EQ(init(module), 1);
     ASSERT_EQ(check(module), 1);
     expect_published(file(2), document(2, "", {}, {}));
@@ -75,7 +75,7 @@ TEST_F(BondCheck, ABondWhoseSlaveListAppearsComesUp) {
     ASSERT_EQ(check(module), 1);
     EXPECT_THAT(world.calls("remove"), ElementsAre("/tmp/dashboard/bond_traffic_sec_2.xml"));
     EXPECT_FALSE(world.exists(file(2)));
-    EXPECT_EQ(world.csman.get(start_marker_item), 42);
+    EXPECT_EQ(world.csman.get(start_marker), 42);
     EXPECT_EQ(sampled(), "2");
     EXPECT_THAT(world.messages(), IsEmpty());
 }
@@ -102,15 +102,15 @@ TEST_F(BondCheck, EveryBondHasAStartMarkerOfItsOwn) {
         slaves(bond, "");
         ASSERT_EQ(init(module), 1);
         ASSERT_EQ(check(module), 1);
-        EXPECT_EQ(world.csman.get(start_marker_item), 40 + bond);
+        EXPECT_EQ(world.csman.get(start_marker), 40 + bond);
         enable(bond, 0);
     }
 }
 
 TEST_F(BondCheck, AStartMarkerOf99IsKept) {
-    world.csman.set(start_marker_item, 99);
+    world.csman.set(start_marker, 99);
     bring_up(1);
-    EXPECT_EQ(world.csman.get(start_marker_item), 99);
+    EXPECT_EQ(world.csman.get(start_marker), 99);
 }
 
 TEST_F(BondCheck, ComingUpForgetsTheOldSamples) {
@@ -132,12 +132,12 @@ TEST_F(BondCheck, ANamedBondReadsItsNamesAgainAndKeepsItsSamples) {
     bring_up();
     interfaces({{"bond0", 1, 1}});
     ASSERT_EQ(loop(module, 1), 1);
-    world.csman.set(start_marker_item, 5);
-    world.csman.set_string(name_map_item, "home");
+    world.csman.set(start_marker, 5);
+    world.csman.set_string(bond_name_map, "home");
     slaves(0, "4:ppp0\n2:eth1\n");
     ASSERT_EQ(check(module), 1);
     EXPECT_TRUE(world.exists(file(0))) << "nothing is removed";
-    EXPECT_EQ(world.csman.get(start_marker_item), 5) << "nor marked";
+    EXPECT_EQ(world.csman.get(start_marker), 5) << "nor marked";
     expect_state(0, "home", {"WAN-5(slave1)", "WAN-3(slave2)"}, {{t0, 2, {0, 0}}});
     EXPECT_THAT(world.messages(), IsEmpty());
 }
@@ -165,7 +165,7 @@ TEST_F(BondCheck, AnEnableItemOfAnotherValueChangesNothingAboutAnActiveBond) {
 
 TEST_F(BondCheck, AnEnableItemThatCannotBeReadKeepsWhatItSaidLast) {
     bring_up();
-    world.csman.fail_reads(bond_items[0], 1);
+    world.csman.fail_reads(bond_enable, 1);
     ASSERT_EQ(check(module), 1);
     EXPECT_THAT(world.messages(), IsEmpty());
     EXPECT_EQ(sampled(), "0");

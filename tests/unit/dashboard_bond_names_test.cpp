@@ -15,7 +15,7 @@ protected:
     void expect_names(const std::string& list, const std::vector<std::string>& names) {
         SCOPED_TRACE(list);
         enable(0);
-        world.csman.set_string(name_map_item, "m");
+        world.csman.set_string(bond_name_map, "m");
         slaves(0, list);
         ASSERT_EQ(init(module), 1);
         ASSERT_EQ(check(module), 1);
@@ -161,7 +161,7 @@ TEST_F(BondNames, AllBondsShowTheOneMap) {
         enable(bond);
         slaves(bond, "");
     }
-    world.csman.set_string(name_map_item, "bond0=Office;bond1=Home");
+    world.csman.set_string(bond_name_map, "bond0=Office;bond1=Home");
     ASSERT_EQ(init(module), 1);
     ASSERT_EQ(check(module), 1);
     for (int bond = 0; bond < 3; ++bond) {
@@ -172,8 +172,8 @@ TEST_F(BondNames, AllBondsShowTheOneMap) {
 TEST_F(BondNames, WithoutAMapTheListsPathIsShown) {
     enable(1);
     slaves(1, "");
-    world.csman.fail_reads(name_map_item, 1);
-    world.csman.set_string(name_map_item, "office");
+    world.csman.fail_reads(bond_name_map, 1);
+    world.csman.set_string(bond_name_map, "office");
     ASSERT_EQ(init(module), 1);
     ASSERT_EQ(check(module), 1);
     expect_state(1, "/sys/class/net/bond1/bonding/slaves", {});
@@ -183,7 +183,7 @@ TEST_F(BondNames, WithoutAMapTheListsPathIsShown) {
 
 TEST_F(BondNames, AMapThatNamesAnInterfaceIsNoSlave) {
     enable(0);
-    world.csman.set_string(name_map_item, "eth4");
+    world.csman.set_string(bond_name_map, "eth4");
     slaves(0, "0:eth0 1:eth1 2:eth2 3:eth3 4:eth4");
     ASSERT_EQ(init(module), 1);
     ASSERT_EQ(check(module), 1);
@@ -196,7 +196,7 @@ TEST_F(BondNames, AMapThatNamesAnInterfaceIsNoSlave) {
 TEST_F(BondNames, AnEmptyMapIsAnEmptyName) {
     enable(0);
     slaves(0, "");
-    world.csman.set_string(name_map_item, "");
+    world.csman.set_string(bond_name_map, "");
     ASSERT_EQ(init(module), 1);
     ASSERT_EQ(check(module), 1);
     expect_state(0, "", {});
@@ -206,7 +206,7 @@ TEST_F(BondNames, AMapOf63CharactersIsShownWhole) {
     const std::string map = std::string(62, 'm') + "!";
     enable(0);
     slaves(0, "0:eth0");
-    world.csman.set_string(name_map_item, map);
+    world.csman.set_string(bond_name_map, map);
     ASSERT_EQ(init(module), 1);
     ASSERT_EQ(check(module), 1);
     expect_state(0, map, {"WAN-1(slave1)"});
@@ -215,9 +215,9 @@ TEST_F(BondNames, AMapOf63CharactersIsShownWhole) {
 TEST_F(BondNames, AMapThatFillsItsBufferEndsThere) {
     enable(0);
     slaves(0, "0:eth0");
-    world.csman.set_string(name_map_item, "m");
+    world.csman.set_string(bond_name_map, "m");
     for (csman_row& row : world.state().csman.rows) {
-        if (row.csid == name_map_item) {
+        if (row.csid == bond_name_map) {
             memset(row.text, 'm', sizeof row.text); // 64 characters and no end
         }
     }

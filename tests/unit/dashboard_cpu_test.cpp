@@ -1,9 +1,9 @@
-// CPU usage: the cores that are shown, signed averages, and the documents.
+// CPU usage: the cores that are shown, and signed averages.
 #include "core/dashboard_flags.h"
 #include "core/dashboard_query.h"
 #include "monitors/monitors.h"
 #include "probes/dashboard_cpuinfo.h"
-#include "tests/unit/history_model.h"
+#include "tests/models/records.h"
 #include "tests/unit/monitor_fixture.h"
 #include "tests/unit/own_process.h"
 
@@ -14,21 +14,6 @@ namespace {
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-
-// All cores together, then cores 0 to 3.
-using cpu_model_sample = plain_sample<int32_t, 5>;
-
-std::string cpu_document(size_t cores, const std::vector<cpu_model_sample>& samples) {
-    std::string body;
-    for (const cpu_model_sample& sample : samples) {
-        body += "    <time>" + std::to_string(sample.time) + "000</time>\n";
-        body += element_line("cpu_usage", sample.value[0]);
-        for (size_t core = 0; core < cores; ++core) {
-            body += element_line("cpu_usage" + std::to_string(core), sample.value[core + 1]);
-        }
-    }
-    return datalist(body);
-}
 
 class Cpu : public monitor_fixture {
 protected:
@@ -182,66 +167,6 @@ TEST_F(Cpu, SumsWrapInThirtyTwoSignedBits) {
     expect_document("cpu_usage_sec",
                     cpu_document(1, {{t0, {2147483647, -2147483547}}, {t0 + 60, {2147483647, -2147483547}}}));
     expect_document("cpu_usage_min", cpu_document(1, {{t0 + 60, {-1, 101}}}));
-}
-
-class CpuDocument : public Cpu {
-protected:
-    // Two cores from t0 to `last`, a new measurement every `renewal` seconds, the last second watched.
-    void live_through(int last, int renewal) {
-        start(2);
-        cpu_model_sample now;
-        for (int i = 0; i <= last; ++i) {
-            if (i % renewal == 0) {
-                const int32_t used = i / renewal % 101;
-                cpu({std::to_string(100 - used) + ".50", std::to_string(used) + ".00"});
-                now.value = {used, 100 - used, -1, -1, -1};
-            }
-            now.time = t0 + i;
-            EXPECT_TRUE(model.feed(now));
-            ASSERT_EQ(loop_at(cpu_usage_monitor, t0 + i, i == last ? 1 : 0), 1) << i;
-        }
-    }
-    void expect_model(const std::string& series, const ring_model<cpu_model_sample>& ring) {
-        expect_document("cpu_usage_" + series, cpu_document(2, ring.newest(60)));
-    }
-
-    history_model<cpu_model_sample> model{t0};
-};
-
-TEST_F(CpuDocument, ShowsAFullSpan) {
-    live_through(59, 4);
-    expect_model("sec", model.sec);
-}
-
-TEST_F(CpuDocument, ShowsTheNewestOfAWrappedRing) {
-    live_through(240, 10);
-    expect_model("sec", model.sec);
-    expect_model("min", model.min);
-}
-
-TEST_F(CpuDocument, ShowsAnHourOfRollUps) {
-    live_through(3660, 100);
-    expect_model("sec", model.sec);
-    expect_model("min", model.min);
-    expect_model("hour", model.hour);
-    EXPECT_EQ(model.hour.held.size(), 1u);
-}
-
-TEST_F(CpuDocument, OfEverySeriesShowsTheNewestAlsoWhenItsRingHasWrapped) {
-    start(2);
-    for (int i = 1; i <= 130; ++i) { // hour after hour, each a sample of every series
-        world.clock.set(t0 + 3600 * i);
-        cpu({std::to_string(100 - i) + ".00", "50.00", "60.00"});
-        const bool fed = model.feed({world.clock.now(), {i, 50, 40, -1, -1}});
-        ASSERT_EQ(loop_it(), fed ? 1 : 0) << i;
-        if (is_turning_point(i, 60)) {
-            expect_model("sec", model.sec);
-            expect_model("min", model.min);
-            expect_model("hour", model.hour);
-        }
-    }
-    EXPECT_EQ(model.hour.held.size(), 119u);
-    EXPECT_GT(model.hour.held.front().time, t0 + 3600);
 }
 
 } // namespace

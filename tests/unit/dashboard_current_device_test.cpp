@@ -13,16 +13,16 @@ protected:
 
 TEST_F(CurrentDevices, ArePublishedWhole) {
     interfaces({{"lo", 9, 9}, {"eth0", 1000, 2000}, {"rai0", 5, 6}});
-    world.csman.set(0x8000f360, 2);
-    world.csman.set(0x80010020, 1);
-    world.csman.set(0x80010021, 0);
-    world.csman.set(0x801e0701, 4);
-    world.csman.set(0x801e0710, 5);
-    world.csman.set(0x1e4200, 6);
-    world.csman.set(0x1e420f, -7);
-    world.csman.set(0x10010, 8);
-    world.csman.set(0x10018, 9);
-    world.csman.set(0x803b0011, 10);
+    world.csman.set(eth_port_count, 2);
+    world.csman.set(eth_port, 1);
+    world.csman.set(eth_port + 1, 0);
+    world.csman.set(cellular_port, 4);
+    world.csman.set(cellular_port + 15, 5);
+    world.csman.set(cellular_port_use, 6);
+    world.csman.set(cellular_port_use + 15, -7);
+    world.csman.set(wifi_2g_port, 8);
+    world.csman.set(wifi_5g_port, 9);
+    world.csman.set(power_port, 10);
     snapshot();
     expect_document("current_traffic_sec", R"(<?xml version="1.0" ?>
 <datalist>

@@ -80,7 +80,7 @@ protected:
 };
 
 TEST_F(CurrentPorts, AreReadFromTheConfigurationInThisOrder) {
-    world.csman.set(0x8000f360, 2);
+    world.csman.set(eth_port_count, 2);
     snapshot();
     std::vector<std::string> expected = {"read_int 7 0x8000f360", "read_int 7 0x80010020", "read_int 7 0x80010021"};
     for (const char* item : {"701", "702", "703", "704", "705", "706", "707", "708", "709", "70a", "70b", "70c", "70d",
@@ -105,47 +105,47 @@ TEST_F(CurrentPorts, OfEthernetAreAsManyAsConfiguredFrom0To16) {
     std::vector<int> states;
     for (uint32_t i = 0; i < 16; ++i) {
         states.push_back(100 + static_cast<int>(i));
-        world.csman.set(0x80010020 + i, states.back());
+        world.csman.set(eth_port + i, states.back());
     }
     for (const auto& one : cases) {
-        world.csman.set(0x8000f360, one.configured);
+        world.csman.set(eth_port_count, one.configured);
         snapshot();
         expect_eth({states.begin(), states.begin() + static_cast<std::ptrdiff_t>(one.shown)});
     }
-    world.csman.unset(0x8000f360);
+    world.csman.unset(eth_port_count);
     snapshot();
     expect_eth({});
 }
 
 TEST_F(CurrentPorts, OfEthernetEndAtTheFirstThatHoldsMinusOne) {
-    world.csman.set(0x8000f360, 5);
+    world.csman.set(eth_port_count, 5);
     const int held[] = {1, -2, -1, 4, 5};
     for (uint32_t i = 0; i < 5; ++i) {
-        world.csman.set(0x80010020 + i, held[i]);
+        world.csman.set(eth_port + i, held[i]);
     }
     snapshot();
     expect_eth({1, -2});
 }
 
 TEST_F(CurrentPorts, ThatCannotBeReadAreZero) {
-    world.csman.set(0x8000f360, 3);
-    world.csman.set(0x80010020, 1);
-    world.csman.set(0x80010021, 1);
-    world.csman.set(0x80010022, 1);
-    world.csman.fail_reads(0x80010021, -1);
+    world.csman.set(eth_port_count, 3);
+    world.csman.set(eth_port, 1);
+    world.csman.set(eth_port + 1, 1);
+    world.csman.set(eth_port + 2, 1);
+    world.csman.fail_reads(eth_port + 1, -1);
     snapshot();
     expect_eth({1, 0, 1});
 }
 
 TEST_F(CurrentPorts, AreReadAfreshForEverySnapshot) {
-    world.csman.set(0x8000f360, 1);
-    world.csman.set(0x80010020, 7);
+    world.csman.set(eth_port_count, 1);
+    world.csman.set(eth_port, 7);
     snapshot();
     expect_eth({7});
-    world.csman.set(0x80010020, 8);
+    world.csman.set(eth_port, 8);
     snapshot();
     expect_eth({8});
-    world.csman.set(0x8000f360, 0);
+    world.csman.set(eth_port_count, 0);
     snapshot();
     expect_eth({});
 }

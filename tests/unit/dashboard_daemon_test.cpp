@@ -2,6 +2,7 @@
 #include "core/dashboard_daemon.h"
 
 #include "core/dashboard_flags.h"
+#include "core/dashboard_signal.h"
 #include "tests/unit/heard_messages.h"
 #include "tests/unit/own_process.h"
 
@@ -170,7 +171,12 @@ TEST_F(Daemonize, KeepsTheStandardDescriptors) {
     EXPECT_EQ(heard, "still heard\n");
 }
 
-TEST_F(Daemonize, HandlesThreeSignalsOnlyWhereTheMainThreadWaits) {
+TEST_F(Daemonize, HandlesThreeSignalsAndBlocksThoseOfTheTerminal) {
+    sigset_t before;
+    sigset_t held;
+    sigemptyset(&held);
+    sigaddset(&held, SIGTERM); // as a careless parent may leave it
+    pthread_sigmask(SIG_BLOCK, &held, &before);
     in_daemon([] {
         for (const int signal_number : {SIGHUP, SIGTERM, SIGINT}) {
             struct sigaction action {};
@@ -182,13 +188,19 @@ TEST_F(Daemonize, HandlesThreeSignalsOnlyWhereTheMainThreadWaits) {
         sigset_t mask;
         pthread_sigmask(SIG_SETMASK, nullptr, &mask);
         EXPECT_TRUE(is_blocked(mask, {SIGCHLD, SIGTSTP, SIGTTOU, SIGTTIN}));
-        EXPECT_TRUE(is_blocked(mask, {SIGHUP, SIGTERM, SIGINT}));
-        accept_signals();
-        pthread_sigmask(SIG_SETMASK, nullptr, &mask);
-        EXPECT_TRUE(is_blocked(mask, {SIGCHLD, SIGTSTP, SIGTTOU, SIGTTIN}));
         EXPECT_FALSE(is_blocked(mask, {SIGHUP}));
         EXPECT_FALSE(is_blocked(mask, {SIGTERM}));
         EXPECT_FALSE(is_blocked(mask, {SIGINT}));
+    });
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+}
+
+TEST_F(Daemonize, ActsOnASignalThatCameTooEarlyAsSoonAsItWaits) {
+    in_daemon([&] {
+        raise(SIGHUP);
+        EXPECT_THAT(world.messages(), IsEmpty());
+        wait_for_signals(1);
+        EXPECT_THAT(world.messages(), ElementsAre("warn[signal_handler]: Received SIGHUP signal."));
     });
 }
 

@@ -1,8 +1,8 @@
-// LAN traffic: which bridges are followed, what a second's sample says of them, its documents and exports.
+// LAN traffic: which bridges are followed, what a second's sample says of them, and what its documents show.
 #include "monitors/monitors.h"
-#include "tests/unit/traffic_model.h"
+#include "tests/models/records.h"
+#include "tests/unit/monitor_fixture.h"
 
-#include <cerrno>
 #include <cstdint>
 
 namespace dashboard::testing {
@@ -16,7 +16,7 @@ protected:
     int init_it() { return init(lan_traffic_monitor); }
     int check_it() { return check(lan_traffic_monitor); }
     int loop_it(int32_t viewer = 1) { return loop(lan_traffic_monitor, viewer); }
-    void expect_sec(const std::vector<size_t>& in_use, const std::vector<traffic_model_sample>& samples) {
+    void expect_sec(const std::vector<size_t>& in_use, const std::vector<traffic_record>& samples) {
         expect_document("lan_traffic_sec", traffic_document("lan", in_use, samples));
     }
 };
@@ -162,65 +162,7 @@ TEST_F(LanBridges, CheckWithoutAStoreFailsSilently) {
     EXPECT_THAT(world.messages(), IsEmpty());
 }
 
-class LanDocument : public Lan {
-protected:
-    // br0 and br4 live; counters move every second at first, later every twentieth.
-    void live_through(int last) {
-        interfaces({{"br0", 0, 0}, {"br4", 0, 0}});
-        ASSERT_EQ(init_it(), 1);
-        for (int i = 0; i <= last; ++i) {
-            const int moved = i < 130 ? i : i - i % 20;
-            const uint64_t base = static_cast<uint64_t>(moved) * static_cast<uint64_t>(moved);
-            if (moved == i) {
-                counters({{"br0", base, 7 * base + 1}, {"br4", UINT64_MAX - base, 3}});
-            }
-            EXPECT_TRUE(model.feed(traffic_at(t0 + i, {{1, 7 * base + 1, base}, {5, 3, UINT64_MAX - base}})));
-            ASSERT_EQ(loop_at(lan_traffic_monitor, t0 + i, i == last ? 1 : 0), 1) << i;
-        }
-    }
-    void expect_model(const std::string& series, const ring_model<traffic_model_sample>& ring) {
-        expect_document("lan_traffic_" + series, traffic_document("lan", {1, 5}, ring.newest(72)));
-    }
-
-    history_model<traffic_model_sample> model{t0};
-};
-
-TEST_F(LanDocument, ShowsAFullSpan) {
-    live_through(71);
-    expect_model("sec", model.sec);
-}
-
-TEST_F(LanDocument, ShowsTheNewestOfAWrappedRing) {
-    live_through(240);
-    expect_model("sec", model.sec);
-    expect_model("min", model.min);
-}
-
-TEST_F(LanDocument, ShowsAnHourOfRollUps) {
-    live_through(3660);
-    expect_model("sec", model.sec);
-    expect_model("min", model.min);
-    expect_model("hour", model.hour);
-    EXPECT_EQ(model.hour.held.size(), 1u);
-}
-
-TEST_F(LanDocument, OfEverySeriesShowsTheNewestAlsoWhenItsRingHasWrapped) {
-    interfaces({{"br0", 0, 0}, {"br4", 0, 0}});
-    ASSERT_EQ(init_it(), 1);
-    for (int i = 1; i <= 130; ++i) { // hour after hour, each a sample of every series
-        const uint64_t sent = UINT64_MAX - 7000 + 100 * static_cast<uint64_t>(i); // wraps on its way
-        counters({{"br0", 5, sent}, {"br4", 2 * sent, 3}});
-        const bool fed = model.feed(traffic_at(t0 + 3600 * i, {{1, sent, 5}, {5, 3, 2 * sent}}));
-        ASSERT_EQ(loop_at(lan_traffic_monitor, t0 + 3600 * i, 1), fed ? 1 : 0) << i;
-        if (is_turning_point(i, 72)) {
-            expect_model("sec", model.sec);
-            expect_model("min", model.min);
-            expect_model("hour", model.hour);
-        }
-    }
-    EXPECT_EQ(model.hour.held.size(), 119u);
-    EXPECT_GT(model.hour.held.front().time, t0 + 3600);
-}
+using LanDocument = Lan;
 
 TEST_F(LanDocument, CountersNearTwoToThe64WrapInSumsAndAverages) {
     interfaces({{"br0", 18446744073709551615u, 18446744073709551615u}});
@@ -239,34 +181,11 @@ TEST_F(LanDocument, CountersNearTwoToThe64WrapInSumsAndAverages) {
 )");
 }
 
-using LanExport = LanDocument;
-
 int export_it(int32_t selector) {
     return lan_traffic_monitor.data_export(csman_handle_of_tests, &selector);
 }
 
-TEST_F(LanExport, WritesTheSeriesThatIsSelected) {
-    live_through(7220);
-    ASSERT_EQ(model.hour.held.size(), 2u);
-    const ring_model<traffic_model_sample>* rings[] = {&model.sec, &model.min, &model.hour};
-    const char* const names[] = {"sec", "min", "hour"};
-    for (int32_t selector = 0; selector < 3; ++selector) {
-        const std::string name = std::string("lan_traffic_") + names[selector];
-        ASSERT_EQ(export_it(selector), 1) << selector;
-        expect_file(published(name).replace(published(name).size() - 3, 3, "csv"),
-                    traffic_export({1, 5}, rings[selector]->newest(72)));
-        EXPECT_EQ(world.commands().back().file, "dashboard_lan");
-        EXPECT_EQ(world.commands().back().func, "data_export_" + name);
-        EXPECT_EQ(world.commands().back().command,
-                  "ln -sf /tmp/dashboard/" + name + "_0.csv /usr/www/" + name + "_0.csv");
-        world.fail("open", EACCES, name + "_0_tmp.csv");
-        EXPECT_EQ(export_it(selector), 0);
-        EXPECT_THAT(world.messages(), ::testing::Contains("warn[data_export_" + name + "]: open file(/tmp/dashboard/" +
-                                                          name + "_0_tmp.csv) error(Permission denied)!"));
-    }
-}
-
-TEST_F(LanExport, ShowsTheBridgesThatAreFollowedWhenItIsWritten) {
+TEST_F(LanDocument, AsCsvShowsTheBridgesThatAreFollowedWhenItIsWritten) {
     interfaces({{"br0", 10, 20}});
     ASSERT_EQ(init_it(), 1);
     ASSERT_EQ(loop_it(0), 1);

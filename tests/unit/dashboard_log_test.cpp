@@ -150,14 +150,12 @@ TEST(LogLine, StaysWholeWhenThreadsSpeakAtTheSameTime) {
     EXPECT_EQ(whole, speakers * lines);
 }
 
-TEST(OpenConsole, HandsOnEveryLineAtOnceAlsoIntoAFile) {
-    in_own_process([] {
-        const captured_output console(1);
-        open_console();
-        const log_switches on(1, 0);
-        _msg("server", 1, "text");
-        EXPECT_EQ(console.arrived(), "log[server:1]: text\n");
-    });
+TEST(LogLine, IsHandedOnAtOnceAlsoIntoAFile) {
+    test_world world;
+    const captured_output console(1);
+    const log_switches on(1, 0);
+    _msg("server", 1, "text");
+    EXPECT_EQ(console.arrived(), "log[server:1]: text\n");
 }
 
 TEST(Fatal, GoesToBothOutputsWhateverTheSwitchesAndEndsWithOne) {

@@ -1,6 +1,6 @@
-// Memory usage: the measurement and its time, 32-bit averages, the tool that every start launches, the documents.
+// Memory usage: the measurement and its time, 32-bit averages, the tool that every start launches.
 #include "monitors/monitors.h"
-#include "tests/unit/history_model.h"
+#include "tests/models/records.h"
 #include "tests/unit/monitor_fixture.h"
 
 #include <cstdint>
@@ -14,25 +14,12 @@ namespace {
 
 using ::testing::ElementsAre;
 
-// Sums in 32 bits, divides them as a signed number, shows the result unsigned.
-using mem_model_sample = plain_sample<int32_t, 1>;
-
-std::string mem_document(const std::vector<mem_model_sample>& samples) {
-    std::string body;
-    for (const mem_model_sample& sample : samples) {
-        body += "    <time>" + std::to_string(sample.time) + "000</time>\n    <mem_usage>" +
-                std::to_string(static_cast<uint32_t>(sample.value[0])) + "</mem_usage>\n";
-    }
-    return datalist(body);
-}
-
 class Mem : public monitor_fixture {
 protected:
     Mem() { world.meminfo(131072, 65536); }
 
     int init_it() { return init(mem_usage_monitor); }
     int loop_it(int32_t viewer = 1) { return loop(mem_usage_monitor, viewer); }
-    void used(uint32_t kilobytes) { world.meminfo(2147483648u, 2147483648u - kilobytes); }
     // A minute that averages exactly these measurements, in kB.
     void minute_of(const std::vector<uint32_t>& measurements) {
         ASSERT_EQ(init_it(), 1);
@@ -155,64 +142,6 @@ TEST_F(Mem, SumsThatWrapAllTheWayRoundLookSmall) {
     <mem_usage>68344234</mem_usage>
 </datalist>
 )");
-}
-
-class MemDocument : public Mem {
-protected:
-    // From t0 to `last`, memory growing every tenth second, the last second watched.
-    void live_through(int last) {
-        ASSERT_EQ(init_it(), 1);
-        mem_model_sample now;
-        for (int i = 0; i <= last; ++i) {
-            if (i % 10 == 0) {
-                now.value[0] = 1000 + i * i;
-                used(static_cast<uint32_t>(now.value[0]));
-            }
-            now.time = t0 + i;
-            EXPECT_TRUE(model.feed(now));
-            ASSERT_EQ(loop_at(mem_usage_monitor, t0 + i, i == last ? 1 : 0), 1) << i;
-        }
-    }
-    void expect_model(const std::string& series, const ring_model<mem_model_sample>& ring) {
-        expect_document("mem_usage_" + series, mem_document(ring.newest(60)));
-    }
-
-    history_model<mem_model_sample> model{t0};
-};
-
-TEST_F(MemDocument, ShowsAFullSpan) {
-    live_through(59);
-    expect_model("sec", model.sec);
-}
-
-TEST_F(MemDocument, ShowsTheNewestOfAWrappedRing) {
-    live_through(240);
-    expect_model("sec", model.sec);
-    expect_model("min", model.min);
-}
-
-TEST_F(MemDocument, ShowsAnHourOfRollUps) {
-    live_through(3660);
-    expect_model("sec", model.sec);
-    expect_model("min", model.min);
-    expect_model("hour", model.hour);
-    EXPECT_EQ(model.hour.held.size(), 1u);
-}
-
-TEST_F(MemDocument, OfEverySeriesShowsTheNewestAlsoWhenItsRingHasWrapped) {
-    ASSERT_EQ(init_it(), 1);
-    for (int i = 1; i <= 130; ++i) { // hour after hour, each a sample of every series
-        used(static_cast<uint32_t>(1000 * i));
-        const bool fed = model.feed({t0 + 3600 * i, {1000 * i}});
-        ASSERT_EQ(loop_at(mem_usage_monitor, t0 + 3600 * i, 1), fed ? 1 : 0) << i;
-        if (is_turning_point(i, 60)) {
-            expect_model("sec", model.sec);
-            expect_model("min", model.min);
-            expect_model("hour", model.hour);
-        }
-    }
-    EXPECT_EQ(model.hour.held.size(), 119u);
-    EXPECT_GT(model.hour.held.front().time, t0 + 3600);
 }
 
 } // namespace

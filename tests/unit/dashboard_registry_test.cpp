@@ -1,6 +1,8 @@
 // The registry's rows, the modules' callback sets, the csid table.
 #include "core/dashboard_registry.h"
 
+#include "tests/support/items.h"
+
 #include <gtest/gtest.h>
 
 #include <cstddef>
@@ -12,22 +14,20 @@ struct module_facts {
     bool check;
     bool min_and_hour;
     bool data_export;
-    uint32_t enable_csid;
-    uint32_t read_csid;
 };
 
 constexpr module_facts facts[] = {
-    {false, true, false, 0x150783, 0x80150431},  // 0 CPU usage
-    {false, true, false, 0x150784, 0x80150432},  // 1 memory usage
-    {true, true, true, 0x150785, 0x80150433},    // 2 WAN traffic
-    {true, true, false, 0x150786, 0x80150434},   // 3 bond traffic
-    {true, true, true, 0x150787, 0x80150435},    // 4 LAN traffic
-    {true, true, true, 0x150788, 0x80150436},    // 5 Wi-Fi 2.4 GHz
-    {true, true, true, 0x150789, 0x80150437},    // 6 Wi-Fi 5 GHz
-    {false, true, false, 0x15078a, 0x80150438},  // 7 per-AP traffic
-    {false, true, false, 0x15078b, 0x80150439},  // 8 all-AP traffic
-    {false, false, false, 0x150782, 0x80150430}, // 9 current traffic
-    {true, true, true, 0x15078c, 0x8015043a},    // 10 SIM signal quality
+    {false, true, false},  // 0 CPU usage
+    {false, true, false},  // 1 memory usage
+    {true, true, true},    // 2 WAN traffic
+    {true, true, false},   // 3 bond traffic
+    {true, true, true},    // 4 LAN traffic
+    {true, true, true},    // 5 Wi-Fi 2.4 GHz
+    {true, true, true},    // 6 Wi-Fi 5 GHz
+    {false, true, false},  // 7 per-AP traffic
+    {false, true, false},  // 8 all-AP traffic
+    {false, false, false}, // 9 current traffic
+    {true, true, true},    // 10 SIM signal quality
 };
 static_assert(sizeof facts / sizeof facts[0] == module_count, "one line per module");
 
@@ -109,8 +109,9 @@ TEST(CallbackSet, IsEveryModulesOwn) {
 
 TEST(Csids, AreThoseOfTheirModule) {
     for (int32_t i = 0; i < module_count; ++i) {
-        EXPECT_EQ(find_en_csid(i), facts[i].enable_csid) << i;
-        EXPECT_EQ(find_rd_csid(i), facts[i].read_csid) << i;
+        ASSERT_EQ(all_modules[i].index, i);
+        EXPECT_EQ(find_en_csid(i), all_modules[i].enable) << i;
+        EXPECT_EQ(find_rd_csid(i), all_modules[i].view) << i;
     }
 }
 

@@ -5,6 +5,7 @@
 #include "base/wall_clock.h"
 #include "core/dashboard_flags.h"
 #include "probes/dashboard_netdev.h"
+#include "tests/support/items.h"
 #include "tests/unit/fake_modules.h"
 #include "tests/unit/heard_messages.h"
 #include "tests/unit/own_process.h"
@@ -19,8 +20,6 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-constexpr uint32_t daemon_enable = 0x150780;
-constexpr uint32_t log_mode = 0x150781;
 constexpr int32_t wan = 2;
 constexpr int32_t lan = 4;
 

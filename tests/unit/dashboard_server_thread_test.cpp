@@ -3,6 +3,7 @@
 
 #include "base/wall_clock.h"
 #include "core/dashboard_flags.h"
+#include "tests/support/items.h"
 #include "tests/unit/fake_modules.h"
 #include "tests/unit/heard_messages.h"
 #include "tests/unit/own_process.h"
@@ -78,7 +79,7 @@ class ServerThread : public ::testing::Test {
 protected:
     ServerThread() {
         world.usual_inputs();
-        world.csman.set(0x150780, 1);
+        world.csman.set(daemon_enable, 1);
         world.on_sleep([this] { leave_when_over(); });
         modules.during_loop = [this](int i) {
             if (i == wan) {

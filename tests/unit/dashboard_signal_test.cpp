@@ -1,5 +1,5 @@
-// Signals, on the main thread and on a worker, and the deadline of a dying process.
-#include "core/dashboard_daemon.h"
+// Signals, on the main thread and on a worker, in its busy moments and in a tool that is not one yet.
+#include "core/dashboard_signal.h"
 
 #include "core/dashboard_flags.h"
 #include "tests/unit/heard_messages.h"
@@ -13,6 +13,9 @@
 #include <cstdlib>
 #include <fcntl.h>
 #include <pthread.h>
+#include <sys/syscall.h>
+#include <sys/time.h>
+#include <unistd.h>
 
 namespace dashboard::testing {
 namespace {
@@ -26,19 +29,16 @@ void handle(int signal_number) {
     sigaction(signal_number, &action, nullptr);
 }
 
+void (*action_of(int signal_number))(int) {
+    struct sigaction action {};
+    sigaction(signal_number, nullptr, &action);
+    return action.sa_handler;
+}
+
 bool is_blocked(int signal_number) {
     sigset_t mask;
     pthread_sigmask(SIG_SETMASK, nullptr, &mask);
     return sigismember(&mask, signal_number) == 1;
-}
-
-void block_handled_signals() {
-    sigset_t handled;
-    sigemptyset(&handled);
-    for (const int signal_number : {SIGHUP, SIGTERM, SIGINT}) {
-        sigaddset(&handled, signal_number);
-    }
-    pthread_sigmask(SIG_BLOCK, &handled, nullptr);
 }
 
 TEST(SignalHandler, OnlyTellsOfSighup) {
@@ -65,14 +65,14 @@ TEST(SignalHandler, NamesAnyOtherSignal) {
                                               "warn[signal_handler]: Unhandled signal Window changed"));
 }
 
-TEST(SignalHandler, GivesALogThatHangsFiveSeconds) {
+TEST(SignalHandler, SetsNoDeadlineForAHangup) {
     listening_world world;
     in_own_process([] {
         handle(SIGHUP);
         raise(SIGHUP);
         EXPECT_EQ(alarm(0), 0u);
+        EXPECT_EQ(action_of(SIGALRM), SIG_DFL);
     });
-    EXPECT_THAT(world.calls("alarm"), ElementsAre("5", "0", "0"));
 }
 
 TEST(SignalHandler, LeavesErrnoToWhomItInterrupted) {
@@ -93,36 +93,13 @@ TEST(SignalHandler, LeavesErrnoAloneAlsoWhenItsReportFails) {
     listening_world world;
     in_own_process([] {
         ASSERT_EQ(dup2(open("/dev/full", O_WRONLY | O_CLOEXEC), STDOUT_FILENO), STDOUT_FILENO);
-        setvbuf(stdout, nullptr, _IONBF, 0);
         log2console = 1;
         handle(SIGHUP);
         errno = EINTR;
         raise(SIGHUP);
         EXPECT_EQ(errno, EINTR);
-        EXPECT_NE(ferror(stdout), 0);
-    });
-}
-
-bool blocked_while_reporting = false;
-
-TEST(SignalHandler, BlocksTheOtherSignalsWhileItReports) {
-    listening_world world;
-    in_own_process([] {
-        cookie_io_functions_t looking{};
-        looking.write = [](void*, const char*, size_t size) {
-            blocked_while_reporting = is_blocked(SIGHUP) && is_blocked(SIGTERM) && is_blocked(SIGINT);
-            return static_cast<ssize_t>(size);
-        };
-        FILE* const before = stdout;
-        stdout = fopencookie(nullptr, "w", looking);
-        setvbuf(stdout, nullptr, _IONBF, 0);
-        log2console = 1;
-        handle(SIGHUP);
-        raise(SIGHUP);
-        fclose(stdout);
-        stdout = before;
-        EXPECT_TRUE(blocked_while_reporting);
-        EXPECT_FALSE(is_blocked(SIGTERM) || is_blocked(SIGINT)) << "only until the handler returns";
+        EXPECT_LT(write(STDOUT_FILENO, "x", 1), 0);
+        dup2(STDERR_FILENO, STDOUT_FILENO);
     });
 }
 
@@ -140,7 +117,6 @@ TEST(SignalHandler, EndsTheProcessWith255) {
         EXPECT_THAT(world.messages(), ElementsAre("warn[signal_handler]: Daemon exiting"));
         EXPECT_THAT(world.calls("csman"), ElementsAre("close 7"));
         EXPECT_EQ(world.calls("closelog").size(), 1u);
-        EXPECT_THAT(world.calls("alarm"), ElementsAre("2"));
     }
 }
 
@@ -193,17 +169,119 @@ TEST(SignalHandler, OnAWorkerHandsTheSignalToTheMainThread) {
     EXPECT_THAT(world.messages(), IsEmpty());
 }
 
-TEST(WaitForSignals, LetsThemInWhileItSleepsAndOnlyThen) {
-    test_world world;
+TEST(SignalHandler, HasTwoSecondsForTheEnd) {
+    listening_world world;
+    const int status = status_of_child([] {
+        atexit([] {
+            itimerval timer{};
+            getitimer(ITIMER_REAL, &timer);
+            _exit(timer.it_value.tv_sec == 1 && timer.it_value.tv_usec > 0 ? 200 : 201);
+        });
+        signal_handler(SIGTERM);
+    });
+    EXPECT_EQ(status, 200);
+}
+
+TEST(WaitForSignals, ActsOnThemWhileItSleepsAndOnlyThen) {
+    listening_world world;
     in_own_process([&] {
-        bool open_while_asleep = false;
-        block_handled_signals(); // as the daemon's main thread has them
-        world.on_sleep([&] { open_while_asleep = !is_blocked(SIGHUP) && !is_blocked(SIGTERM) && !is_blocked(SIGINT); });
+        catch_signals();
+        raise(SIGHUP);
+        EXPECT_THAT(world.messages(), IsEmpty());
+        size_t told_asleep = 0;
+        world.on_sleep([&] {
+            const size_t before = world.messages().size();
+            raise(SIGHUP);
+            told_asleep = before + world.messages().size();
+        });
         wait_for_signals(5);
-        EXPECT_TRUE(open_while_asleep);
-        EXPECT_TRUE(is_blocked(SIGHUP) && is_blocked(SIGTERM) && is_blocked(SIGINT));
+        EXPECT_EQ(told_asleep, 2u) << "the one from before, and the one from now";
+        world.on_sleep([] {});
+        raise(SIGHUP);
+        EXPECT_THAT(world.messages(), IsEmpty());
         EXPECT_EQ(world.clock.monotonic_ns(), 1005 * ns_per_second);
     });
+}
+
+TEST(WaitForSignals, EndsTheProcessThatWasToldMeanwhile) {
+    for (const int signal_number : {SIGTERM, SIGINT}) {
+        listening_world world;
+        EXPECT_EQ(status_of_child([&] {
+                      catch_signals();
+                      raise(SIGHUP);
+                      raise(signal_number);
+                      EXPECT_THAT(world.messages(), IsEmpty());
+                      EXPECT_GT(alarm(0), 0u) << "a deadline runs meanwhile";
+                      wait_for_signals(5);
+                  }),
+                  255);
+        EXPECT_THAT(world.messages(), ElementsAre("warn[signal_handler]: Daemon exiting"));
+    }
+}
+
+TEST(WaitForSignals, LeavesTheMaskAndTheActionsAlone) {
+    test_world world;
+    in_own_process([&] {
+        sigset_t held;
+        sigemptyset(&held);
+        sigaddset(&held, SIGHUP);
+        sigaddset(&held, SIGTERM);
+        pthread_sigmask(SIG_SETMASK, &held, nullptr);
+        bool blocked_asleep = false;
+        world.on_sleep([&] { blocked_asleep = is_blocked(SIGHUP) && is_blocked(SIGTERM) && !is_blocked(SIGINT); });
+        wait_for_signals(5);
+        EXPECT_TRUE(blocked_asleep);
+        EXPECT_TRUE(is_blocked(SIGHUP) && is_blocked(SIGTERM) && !is_blocked(SIGINT));
+        for (const int signal_number : {SIGHUP, SIGTERM, SIGINT, SIGPIPE, SIGALRM}) {
+            EXPECT_EQ(action_of(signal_number), SIG_DFL) << signal_number;
+        }
+    });
+}
+
+TEST(EndIfTold, EndsTheProcessOnceATermOrIntHasCome) {
+    for (const int signal_number : {SIGTERM, SIGINT}) {
+        listening_world world;
+        EXPECT_EQ(status_of_child([signal_number] {
+                      catch_signals();
+                      end_if_told();
+                      raise(SIGHUP);
+                      end_if_told();
+                      raise(signal_number);
+                      end_if_told();
+                  }),
+                  255);
+        EXPECT_THAT(world.messages(), ElementsAre("warn[signal_handler]: Daemon exiting"));
+    }
+}
+
+// Called in both processes after a birth: a signal hits the child before its exec. Returns, in the parent, what ended
+// the child.
+int killed_at_birth(pid_t child, int signal_number) {
+    if (child == 0) {
+        syscall(SYS_tgkill, syscall(SYS_getpid), syscall(SYS_gettid), signal_number);
+        _exit(0);
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    return WIFSIGNALED(status) ? WTERMSIG(status) : -WEXITSTATUS(status);
+}
+
+TEST(SignalHandler, LetsAToolThatIsNotOneYetDieLikeOne) {
+    listening_world world;
+    in_own_process([&] {
+        csman_handle = 7;
+        catch_signals();
+        keep_signals_to_this_process();
+        for (const int signal_number : {SIGHUP, SIGTERM, SIGINT}) {
+            EXPECT_EQ(killed_at_birth(fork(), signal_number), signal_number);
+            EXPECT_EQ(killed_at_birth(vfork(), signal_number), signal_number);
+            EXPECT_EQ(action_of(signal_number), signal_handler);
+        }
+        EXPECT_EQ(alarm(0), 0u);
+        wait_for_signals(1);
+    });
+    EXPECT_THAT(world.messages(), IsEmpty());
+    EXPECT_THAT(world.calls("csman"), IsEmpty());
 }
 
 TEST(WaitForSignals, SleepsItsFullTimeHoweverManyArrive) {
@@ -214,70 +292,6 @@ TEST(WaitForSignals, SleepsItsFullTimeHoweverManyArrive) {
         wait_for_signals(5);
         EXPECT_EQ(world.clock.monotonic_ns(), 1005 * ns_per_second);
     });
-}
-
-TEST(EndWithin, SetsMovesAndTakesBackTheDeadline) {
-    test_world world;
-    in_own_process([&] {
-        end_within(100, 3);
-        end_within(200, 4);
-        EXPECT_GT(alarm(300), 100u);
-        end_within(0, 0);
-        EXPECT_EQ(alarm(0), 0u);
-        EXPECT_THAT(world.calls("alarm"), ElementsAre("100", "200", "300", "0", "0"));
-    });
-}
-
-TEST(EndWithin, EndsTheProcessWithTheStatusOfTheLastCallAlsoWhenTheSignalWasBlocked) {
-    for (const int status : {0, 255}) {
-        test_world world;
-        EXPECT_EQ(status_of_child([status] {
-                      sigset_t alarm_only;
-                      sigemptyset(&alarm_only);
-                      sigaddset(&alarm_only, SIGALRM);
-                      pthread_sigmask(SIG_BLOCK, &alarm_only, nullptr);
-                      end_within(100, 17);
-                      end_within(100, status);
-                      raise(SIGALRM);
-                      _exit(42);
-                  }),
-                  status);
-    }
-}
-
-TEST(EndWithin, EndsWith255WhenAnEndingSignalWaits) {
-    for (const int signal_number : {SIGTERM, SIGINT}) {
-        test_world world;
-        EXPECT_EQ(status_of_child([signal_number] {
-                      sigset_t held;
-                      sigemptyset(&held);
-                      sigaddset(&held, signal_number);
-                      pthread_sigmask(SIG_BLOCK, &held, nullptr);
-                      end_within(100, 0);
-                      raise(signal_number);
-                      raise(SIGALRM);
-                  }),
-                  255);
-    }
-}
-
-TEST(EndWithin, EndsWith255OnceAWorkerHandedAnEndingSignalOn) {
-    test_world world;
-    EXPECT_EQ(status_of_child([] {
-                  struct sigaction nothing {};
-                  nothing.sa_handler = [](int) {};
-                  sigaction(SIGTERM, &nothing, nullptr);
-                  end_within(100, 0);
-                  pthread_t worker;
-                  const auto work = [](void*) -> void* {
-                      signal_handler(SIGTERM);
-                      return nullptr;
-                  };
-                  pthread_create(&worker, nullptr, work, nullptr);
-                  pthread_join(worker, nullptr);
-                  raise(SIGALRM);
-              }),
-              255);
 }
 
 } // namespace

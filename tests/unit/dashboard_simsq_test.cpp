@@ -1,5 +1,6 @@
-// Signal quality of the SIM slots: which slots count, what is read and shown, init and term.
-#include "tests/unit/sim_fixture.h"
+// Signal quality of the SIM slots: which slots count, what is read, shown and averaged.
+#include "tests/models/records.h"
+#include "tests/unit/monitor_fixture.h"
 
 #include <string>
 
@@ -9,9 +10,33 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-class Sim : public sim_fixture {
+class Sim : public monitor_fixture {
 protected:
-    void expect_sec(const std::vector<sim_model_sample>& samples) {
+    const monitor_cb& module = sim_strquality_monitor;
+
+    // `sim` is 1 or 2.
+    void state(int sim, int32_t value) { world.csman.set(sim_state + static_cast<uint32_t>(sim) - 1, value); }
+    void measures(int sim, const sim_measures& values) {
+        for (size_t i = 0; i < 6; ++i) {
+            world.csman.set(sim_measure_items[i] + static_cast<uint32_t>(sim) - 1, values[i]);
+        }
+    }
+
+    // Ready, both slots enabled.
+    void start() {
+        state(1, 1);
+        state(2, 1);
+        ASSERT_EQ(init(module), 1);
+    }
+
+    // Sets the measures and runs the loop at `second`.
+    void measure_at(int64_t second, const sim_measures& first, const sim_measures& second_slot, int32_t viewer = 0) {
+        measures(1, first);
+        measures(2, second_slot);
+        ASSERT_EQ(loop_at(module, second, viewer), 1);
+    }
+
+    void expect_sec(const std::vector<sim_record>& samples) {
         expect_document("sim_strquality_sec", sim_document(samples));
     }
 };
@@ -51,7 +76,7 @@ TEST_F(Sim, ADisabledSlotIsShownAsMinusZero) {
     measures(2, others);
     ASSERT_EQ(loop(module, 1), 1);
     EXPECT_THAT(world.messages(), IsEmpty()) << "a disabled slot is no news";
-    expect_sec({sim_sample_of(t0, some, none)});
+    expect_sec({sim_at(t0, some, none)});
     const std::string text = world.read(published("sim_strquality_sec"));
     EXPECT_NE(text.find("    <sim2_RSSI>-0</sim2_RSSI>\n"
                         "    <sim2_RSRP>-0</sim2_RSRP>\n"
@@ -68,7 +93,7 @@ TEST_F(Sim, ANegativeMagnitudeHasTwoMinuses) {
     measures(1, extreme);
     measures(2, others);
     ASSERT_EQ(loop(module, 1), 1);
-    expect_sec({sim_sample_of(t0, extreme, others)});
+    expect_sec({sim_at(t0, extreme, others)});
     const std::string text = world.read(published("sim_strquality_sec"));
     EXPECT_NE(text.find("<sim1_RSSI>--75<"), std::string::npos);
     EXPECT_NE(text.find("<sim1_RSRP>-2147483647<"), std::string::npos);
@@ -88,7 +113,7 @@ TEST_F(Sim, EveryMeasureHasAnItemOfItsOwn) {
             world.csman.set(sim_measure_items[i] + sim, 1234);
             ASSERT_EQ(module.init(csman_handle_of_tests, 0), 1);
             ASSERT_EQ(loop(module, 1), 1);
-            expect_sec({sim_sample_of(t0, first, second)});
+            expect_sec({sim_at(t0, first, second)});
             world.csman.set(sim_measure_items[i] + sim, sim == 0 ? some[i] : others[i]);
         }
     }
@@ -114,8 +139,7 @@ TEST_F(Sim, AMeasureThatCannotBeReadCountsZero) {
     world.csman.fail_reads(sim_measure_items[1], 1);
     world.csman.unset(sim_measure_items[5] + 1);
     ASSERT_EQ(loop_at(module, t0 + 1, 1), 1);
-    expect_sec(
-        {sim_sample_of(t0, some, others), sim_sample_of(t0 + 1, {75, 0, 11, 9, 88, 6}, {51, 80, 10, -3, 70, 0})});
+    expect_sec({sim_at(t0, some, others), sim_at(t0 + 1, {75, 0, 11, 9, 88, 6}, {51, 80, 10, -3, 70, 0})});
 }
 
 // ---- the two tests of the state
@@ -131,17 +155,17 @@ TEST_F(Sim, ADeadSlotIsReportedEverySecondAndCountsZero) {
     state(2, 0);
     ASSERT_EQ(loop_at(module, t0 + 1, 1), 1);
     EXPECT_THAT(world.messages(), ElementsAre("log[get_sim_strquality_item]: 3G/4G-2 is dead"));
-    expect_sec({sim_sample_of(t0, none, others), sim_sample_of(t0 + 1, some, none)});
+    expect_sec({sim_at(t0, none, others), sim_at(t0 + 1, some, none)});
 }
 
 TEST_F(Sim, AStateThatCannotBeReadIsADeadOne) {
     start();
     measures(1, some);
     measures(2, others);
-    world.csman.fail_reads(sim_state_item, 1);
+    world.csman.fail_reads(sim_state, 1);
     ASSERT_EQ(loop(module, 1), 1);
     EXPECT_THAT(world.messages(), ElementsAre("log[get_sim_strquality_item]: 3G/4G-1 is dead"));
-    expect_sec({sim_sample_of(t0, none, others)});
+    expect_sec({sim_at(t0, none, others)});
 }
 
 TEST_F(Sim, WithBothSlotsDeadThereIsNoSample) {
@@ -173,10 +197,10 @@ TEST_F(Sim, OnlyAStateOfOneEnablesASlot) {
         state(2, 1);
         ASSERT_EQ(init(module), 1);
         ASSERT_EQ(loop(module, 1), 1);
-        expect_sec({sim_sample_of(t0, none, others)});
+        expect_sec({sim_at(t0, none, others)});
         EXPECT_EQ(check(module), 1);
         ASSERT_EQ(loop_at(module, t0, 1), 1);
-        expect_sec({sim_sample_of(t0, none, others), sim_sample_of(t0, none, others)});
+        expect_sec({sim_at(t0, none, others), sim_at(t0, none, others)});
     }
     EXPECT_THAT(world.messages(), IsEmpty());
 }
@@ -188,10 +212,10 @@ TEST_F(Sim, AnEnabledSlotLivesOnWithAnyStateButZeroUntilTheNextCheck) {
     state(1, 2);
     state(2, -1);
     ASSERT_EQ(loop(module, 1), 1);
-    expect_sec({sim_sample_of(t0, some, others)});
+    expect_sec({sim_at(t0, some, others)});
     EXPECT_EQ(check(module), 1);
     EXPECT_EQ(loop_at(module, t0 + 1, 1), 0);
-    expect_sec({sim_sample_of(t0, some, others)});
+    expect_sec({sim_at(t0, some, others)});
     EXPECT_THAT(world.messages(), IsEmpty());
 }
 
@@ -203,101 +227,65 @@ TEST_F(Sim, ACheckEnablesASlotThatHasComeToLife) {
     measures(2, others);
     state(1, 1);
     ASSERT_EQ(loop(module, 1), 1);
-    expect_sec({sim_sample_of(t0, none, others)});
+    expect_sec({sim_at(t0, none, others)});
     new_csman_calls();
     const std::vector<std::string> files = world.list("/tmp/dashboard");
     EXPECT_EQ(check(module), 1);
     EXPECT_THAT(new_csman_calls(), ElementsAre("read_int 7 0x801e5020", "read_int 7 0x801e5021"));
     EXPECT_EQ(world.list("/tmp/dashboard"), files);
     ASSERT_EQ(loop_at(module, t0 + 1, 1), 1);
-    expect_sec({sim_sample_of(t0, none, others), sim_sample_of(t0 + 1, some, others)});
+    expect_sec({sim_at(t0, none, others), sim_at(t0 + 1, some, others)});
     EXPECT_THAT(world.messages(), IsEmpty());
 }
 
 TEST_F(Sim, ACheckThatCannotReadTheStateDisablesTheSlot) {
     start();
-    world.csman.fail_reads(sim_state_item + 1, 1);
+    world.csman.fail_reads(sim_state + 1, 1);
     EXPECT_EQ(check(module), 1);
     measures(1, some);
     measures(2, others);
     ASSERT_EQ(loop(module, 1), 1);
-    expect_sec({sim_sample_of(t0, some, none)});
+    expect_sec({sim_at(t0, some, none)});
     EXPECT_THAT(world.messages(), IsEmpty());
 }
 
-// ---- init and term
+// ---- averages and exports
 
-TEST_F(Sim, FillsTheSlotsOfItsCallbackSet) {
-    EXPECT_NE(module.check, nullptr);
-    EXPECT_NE(module.data_export, nullptr);
-    EXPECT_EQ(module.unused_7, nullptr);
-    EXPECT_EQ(module.unused_8, nullptr);
-    EXPECT_EQ(module.unused_10, nullptr);
-    EXPECT_EQ(module.unused_11, nullptr);
+TEST_F(Sim, AveragesAreSignedAndCutTowardsZero) {
+    start();
+    measure_at(t0 + 1, {7, 70, -7, -3, 1, 0}, {INT32_MAX, INT32_MIN, 1, -1, 100, 2});
+    measure_at(t0 + 60, {8, 71, -8, -4, 0, 0}, {1, -1, 0, 0, 101, 3}, 1);
+    // Sums of 32 bits: 2^31 - 1 + 1 wraps to -2^31, -2^31 - 1 to 2^31 - 1.
+    expect_document("sim_strquality_min",
+                    sim_document({sim_at(t0 + 60, {7, 70, -7, -3, 0, 0}, {-1073741824, 1073741823, 0, 0, 100, 2})}));
 }
 
-TEST_F(Sim, InitPublishesThreeEmptyDocumentsAndNoExport) {
-    ASSERT_EQ(init(module), 1);
-    std::vector<asked_command> links;
-    std::vector<std::string> moved;
-    for (const std::string series : {"sec", "min", "hour"}) {
-        const std::string name = "sim_strquality_" + series + "_0";
-        expect_document("sim_strquality_" + series, "<?xml version=\"1.0\" ?>\n<datalist>\n</datalist>\n");
-        EXPECT_EQ(world.mode("/tmp/dashboard/" + name + ".xml"), 0644u);
-        EXPECT_EQ(world.link_target("/usr/www/" + name + ".xml"), "/tmp/dashboard/" + name + ".xml");
-        links.push_back({"dashboard_simsq", "xml_sim_strquality_" + series,
-                         "ln -sf /tmp/dashboard/" + name + ".xml /usr/www/" + name + ".xml"});
-        moved.push_back("/tmp/dashboard/" + name + "_tmp.xml /tmp/dashboard/" + name + ".xml");
-    }
-    EXPECT_EQ(new_commands(), links);
-    EXPECT_EQ(world.calls("rename"), moved);
-    EXPECT_EQ(world.list("/tmp/dashboard").size(), 3u);
+TEST_F(Sim, SamplesOfADeadSlotTakePartWithTheirZeros) {
+    start();
+    measure_at(t0 + 1, {60, 90, 12, 9, 30, 6}, {50, 50, 50, 50, 50, 50});
+    state(1, 0);
+    measure_at(t0 + 2, none, {50, 50, 50, 50, 50, 50});
+    measure_at(t0 + 60, none, {50, 50, 50, 50, 50, 50}, 1);
+    expect_document("sim_strquality_min",
+                    sim_document({sim_at(t0 + 60, {20, 30, 4, 3, 10, 2}, {50, 50, 50, 50, 50, 50})}));
 }
 
-TEST_F(Sim, InitReadsTheStatesAndWritesItsStartMarkerUnless99Stands) {
-    ASSERT_EQ(init(module), 1);
-    EXPECT_THAT(new_csman_calls(), ElementsAre("read_int 7 0x801e5020", "read_int 7 0x801e5021",
-                                               "read_int 7 0x8015043e", "write_int 7 0x8015043e 10"));
-    world.csman.set(start_marker_item, 99);
-    ASSERT_EQ(init(module), 1);
-    EXPECT_EQ(world.csman.get(start_marker_item), 99);
+TEST_F(Sim, AsCsvShowsTheSamplesOwnValuesTwoRowsANumber) {
+    start();
+    measure_at(t0, {75, 101, 11, 9, 88, 6}, none);
+    measure_at(t0 + 1, {-75, 0, 1, -9, 2, 3}, {51, 80, 10, -3, 70, 5});
+    const int32_t seconds = 0;
+    EXPECT_EQ(module.data_export(csman_handle_of_tests, &seconds), 1);
+    expect_file("/tmp/dashboard/sim_strquality_sec_0.csv", "count,index,RSSI,RSRP,RSRQ,SINR,RSCP,EcIo\n"
+                                                           "1,1,-75,-101,-11,9,-88,-6\n"
+                                                           "1,2,-0,-0,-0,0,-0,-0\n"
+                                                           "2,1,--75,-0,-1,-9,-2,-3\n"
+                                                           "2,2,-51,-80,-10,-3,-70,-5\n");
 }
 
-TEST_F(Sim, InitFailsWithAWarningWithoutMemory) {
-    // A sample is 13 numbers, 52 bytes; three series of 16 bytes and 120 samples, and two flags.
-    static_assert(3 * (16 + 120 * 52) + 2 * 4 == 18'776);
-    world.fail_allocation(18'776);
-    EXPECT_EQ(init(module), 0);
-    EXPECT_THAT(world.messages(), ElementsAre("warn[sim_strquality_init]: malloc fail,size(18776)"));
-    EXPECT_THAT(world.list("/tmp/dashboard"), IsEmpty());
-    EXPECT_FALSE(world.csman.has(start_marker_item));
-    world.fail_no_more();
-    EXPECT_EQ(init(module), 1);
-}
-
-TEST_F(Sim, WithoutAStoreEverythingButTermAnswers0) {
-    const int32_t selector = 0;
-    EXPECT_EQ(loop(module, 1), 0);
-    EXPECT_THAT(world.messages(), IsEmpty());
+TEST_F(Sim, CheckWithoutAStoreWarns) {
     EXPECT_EQ(check(module), 0);
     EXPECT_THAT(world.messages(), ElementsAre("warn[sim_strquality_check]: can't do check function"));
-    EXPECT_EQ(module.write_sec(csman_handle_of_tests, nullptr), 0);
-    EXPECT_EQ(module.write_min(csman_handle_of_tests, nullptr), 0);
-    EXPECT_EQ(module.write_hour(csman_handle_of_tests, nullptr), 0);
-    EXPECT_EQ(module.data_export(csman_handle_of_tests, &selector), 0);
-    EXPECT_EQ(term(module), 1);
-    EXPECT_THAT(world.list("/tmp/dashboard"), IsEmpty());
-    EXPECT_THAT(new_csman_calls(), IsEmpty());
-}
-
-TEST_F(Sim, TermTriesToUnlinkLiteralPatternsSoThatTheFilesStay) {
-    start();
-    world.forget_calls();
-    EXPECT_EQ(term(module), 1);
-    EXPECT_THAT(world.calls("unlink"), ElementsAre("/usr/www/sim_strquality*", "/tmp/dashboard/sim_strquality*"));
-    EXPECT_EQ(world.list("/tmp/dashboard").size(), 3u);
-    EXPECT_EQ(world.list("/usr/www").size(), 3u);
-    EXPECT_EQ(loop(module, 1), 0);
 }
 
 } // namespace

@@ -1,6 +1,7 @@
 // Whole seconds of sleep, and the next second of the wall clock at little cost.
 #include "base/dashboard_wait.h"
 
+#include "base/wall_clock.h"
 #include "tests/support/world.h"
 
 #include <gmock/gmock.h>
@@ -85,7 +86,7 @@ protected:
         world.on_sleep([this] { after_sleep(); });
     }
     // Waits from the current second on; returns what the wait returned, in seconds from the start.
-    int64_t wait() { return wait_for_next_second(static_cast<int32_t>(world.clock.now()), watch) - first_second; }
+    int64_t wait() { return wait_for_next_second(wall_seconds(), watch) - first_second; }
     // Two waits after which the watch trusts the machine's seconds.
     void settle() {
         wait();
@@ -109,9 +110,10 @@ protected:
         read_slack();
         ++sleeps;
         if (slack > 0) {
-            const int64_t punctual = world.clock.wall_ns(); // the end of a sleep that the kernel did not prolong
-            const int64_t turn = ((punctual - 500'000) / ns_per_second + 1) * ns_per_second;
-            EXPECT_LE(punctual + slack, turn - 2'500'000) << "a late wake-up would come too close to the next second";
+            const int64_t punctual = world.clock.wall_ns();    // the end of a sleep that the kernel did not prolong
+            const int64_t coarse = punctual - 500'000 - delay; // what time() went by when the sleep began
+            const int64_t turn = (coarse / ns_per_second + 1) * ns_per_second + delay;
+            EXPECT_LE(punctual + slack, turn - 500'000) << "a late wake-up would come too close to the next second";
             EXPECT_LE(slack, 100'000'000);
         }
         if (kernel_uses_slack) {
@@ -120,11 +122,19 @@ protected:
         during_sleep();
     }
     int64_t into_second() { return world.clock.wall_ns() % ns_per_second; }
+    // From now on `time` turns so late; not at a moment at which that would turn it back.
+    void turn_late(int64_t ns) {
+        world.clock.advance(0.1);
+        delay = ns;
+        world.clock.delay_time(ns);
+    }
+    int64_t past_turn() { return into_second() - delay; }
 
     test_world world;
     second_watch watch;
     bool kernel_uses_slack = false;
     std::function<void()> during_sleep = [] {};
+    int64_t delay = 0; // ns
     int sleeps = 0;
     long long slack = 0;           // in force
     std::vector<long long> slacks; // asked for, in order
@@ -174,11 +184,11 @@ TEST_F(NextSecond, AllowsUpToATenthOfASecondFarFromTheTurn) {
     EXPECT_EQ(slacks.front(), 100'000'000);
 }
 
-TEST_F(NextSecond, AllowsWhatIsLeftOfTheSecondButThreeMilliseconds) {
+TEST_F(NextSecond, AllowsWhatIsLeftOfTheSecondButAMillisecond) {
     const struct {
         int64_t into_second; // ns
         long long allowed;
-    } cases[] = {{950'000'000, 47'000'000}, {996'999'999, 1}, {997'000'000, 0}};
+    } cases[] = {{950'000'000, 49'000'000}, {998'999'999, 1}, {999'000'000, 0}};
     settle();
     for (const auto& one : cases) {
         watch.steady = true;
@@ -193,7 +203,7 @@ TEST_F(NextSecond, AllowsWhatIsLeftOfTheSecondButThreeMilliseconds) {
 TEST_F(NextSecond, TakesTheSlackBackBeforeTheTurnAndLeavesNone) {
     settle();
     during_sleep = [this] {
-        if (into_second() > 997'600'000) {
+        if (into_second() > 999'600'000) {
             EXPECT_EQ(slack, 0);
         }
     };
@@ -212,6 +222,71 @@ TEST_F(NextSecond, IsMetAsPunctuallyWhenTheKernelUsesEverySlack) {
         wait();
         EXPECT_LT(into_second(), 500'000 + 1);
         EXPECT_LT(sleeps, 60);
+    }
+}
+
+TEST_F(NextSecond, IsMetWithinOnePollOfALateTurnWithFewWakeUps) {
+    kernel_uses_slack = true;
+    for (const int64_t late : {1'000'000, 3'700'000, 9'999'999}) {
+        turn_late(late);
+        settle();
+        for (int i = 0; i < 10; ++i) {
+            sleeps = 0;
+            wait();
+            EXPECT_GE(past_turn(), 0);
+            EXPECT_LT(past_turn(), 500'000 + 1) << late;
+            EXPECT_LE(sleeps, 14) << late;
+        }
+    }
+}
+
+TEST_F(NextSecond, IsMetWithinOnePollWhenItTurnsLaterThanTheLastOne) {
+    kernel_uses_slack = true;
+    settle();
+    for (const int64_t late : {1'000'000, 4'000'000, 4'100'000, 15'000'000}) {
+        turn_late(late);
+        wait();
+        EXPECT_LT(past_turn(), 500'000 + 1) << late;
+    }
+}
+
+TEST_F(NextSecond, IsMetWithinOnePollAgainAfterATurnThatCameEarlierThanTheLastOne) {
+    kernel_uses_slack = true;
+    turn_late(9'000'000);
+    settle();
+    world.clock.advance(0.1);
+    world.clock.delay_time(2'000'000);
+    wait(); // which cannot know
+    EXPECT_LT(into_second(), 9'000'000);
+    turn_late(2'000'000);
+    for (int i = 0; i < 3; ++i) {
+        wait();
+        EXPECT_LT(past_turn(), 500'000 + 1);
+    }
+}
+
+TEST_F(NextSecond, IsPolledCloselyFromItsBeginningWhenNoCoarseClockTurnsSoLate) {
+    turn_late(30'000'000);
+    settle();
+    during_sleep = [this] {
+        if (into_second() < 30'000'000) {
+            EXPECT_EQ(slack, 0);
+        }
+    };
+    wait();
+    EXPECT_LT(past_turn(), 500'000 + 1);
+}
+
+TEST_F(NextSecond, AllowsNoSlackWhenTheClocksDisagree) {
+    for (const int64_t seconds : {-2, -1, 2, 1000}) {
+        world.clock.delay_time(seconds * ns_per_second);
+        for (int i = 0; i < 3; ++i) {
+            const int32_t shown = wall_seconds();
+            slacks.clear();
+            EXPECT_EQ(wait_for_next_second(shown, watch), shown + 1);
+            read_slack();
+            EXPECT_THAT(slacks, IsEmpty()) << seconds;
+        }
     }
 }
 

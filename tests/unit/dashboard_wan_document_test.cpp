@@ -1,46 +1,13 @@
-// WAN traffic: its documents and exports, compared whole.
-#include "tests/unit/traffic_model.h"
+// WAN traffic: what its documents show, compared whole.
+#include "tests/models/records.h"
 #include "tests/unit/wan_fixture.h"
 
-#include <cerrno>
 #include <cstdint>
 
 namespace dashboard::testing {
 namespace {
 
-using ::testing::ElementsAre;
-
-class WanDocument : public wan_fixture {
-protected:
-    // WAN 1 is eth0, WAN 3 is eth1.
-    void start() {
-        bind(0, "eth0");
-        bind(2, "eth1");
-        interfaces({{"eth0", 0, 0}, {"eth1", 0, 0}});
-        ASSERT_EQ(init_it(), 1);
-        world.messages();
-    }
-    // One second, both in the world and in the model. Counters move every second at first, later every twentieth.
-    void live(int i, int32_t viewer) {
-        const int moved = i < 130 ? i : i - i % 20;
-        const uint64_t base = static_cast<uint64_t>(moved) * static_cast<uint64_t>(moved);
-        if (moved == i) {
-            counters({{"eth0", base, 7 * base + 1}, {"eth1", UINT64_MAX - base, 3}});
-        }
-        EXPECT_TRUE(model.feed(traffic_at(t0 + i, {{1, 7 * base + 1, base}, {3, 3, UINT64_MAX - base}})));
-        ASSERT_EQ(loop_at(wan_traffic_monitor, t0 + i, viewer), 1) << i;
-    }
-    void live_through(int first, int last) {
-        for (int i = first; i <= last; ++i) {
-            live(i, i == last ? 1 : 0);
-        }
-    }
-    void expect_model(const std::string& series, const ring_model<traffic_model_sample>& ring) {
-        expect_document("wan_traffic_" + series, traffic_document("wan", {1, 3}, ring.newest(72)));
-    }
-
-    history_model<traffic_model_sample> model{t0};
-};
+using WanDocument = wan_fixture;
 
 TEST_F(WanDocument, ShowsTheSlotsThatAreInUseWhenItIsWritten) {
     interfaces({{"eth0", 10, 20}, {"eth1", 30, 40}});
@@ -143,95 +110,23 @@ TEST_F(WanDocument, MinuteAveragesCountTheSecondsInWhichASlotWasDown) {
 )");
 }
 
-TEST_F(WanDocument, ShowsAFullSpan) {
-    start();
-    live_through(0, 71);
-    expect_model("sec", model.sec);
-    ASSERT_EQ(model.sec.held.size(), 72u);
-}
-
-TEST_F(WanDocument, ShowsTheNewestOfAWrappedRing) {
-    start();
-    live_through(0, 299);
-    expect_model("sec", model.sec);
-    EXPECT_EQ(wan_traffic_monitor.write_min(csman_handle_of_tests, nullptr), 1);
-    expect_model("min", model.min);
-    EXPECT_EQ(model.min.held.size(), 4u);
-}
-
-TEST_F(WanDocument, ShowsAnHourOfRollUps) {
-    start();
-    live_through(0, 3660);
-    expect_model("sec", model.sec);
-    expect_model("min", model.min);
-    expect_model("hour", model.hour);
-    EXPECT_EQ(model.min.held.size(), 61u);
-    EXPECT_EQ(model.hour.held.size(), 1u);
-}
-
-TEST_F(WanDocument, OfEverySeriesShowsTheNewestAlsoWhenItsRingHasWrapped) {
-    start();
-    for (int i = 1; i <= 130; ++i) { // hour after hour, each a sample of every series
-        const uint64_t sent = UINT64_MAX - 7000 + 100 * static_cast<uint64_t>(i); // wraps on its way
-        counters({{"eth0", 5, sent}, {"eth1", 2 * sent, 3}});
-        const bool fed = model.feed(traffic_at(t0 + 3600 * i, {{1, sent, 5}, {3, 3, 2 * sent}}));
-        ASSERT_EQ(loop_at(wan_traffic_monitor, t0 + 3600 * i, 1), fed ? 1 : 0) << i;
-        if (is_turning_point(i, 72)) {
-            expect_model("sec", model.sec);
-            expect_model("min", model.min);
-            expect_model("hour", model.hour);
-        }
+TEST_F(WanDocument, AsCsvNumbersSamplesAndSlotsFromOne) {
+    bind(0, "eth0");
+    bind(2, "eth1");
+    interfaces({{"eth0", 0, 0}, {"eth1", 0, 0}});
+    ASSERT_EQ(init_it(), 1);
+    for (const uint64_t moved : {0, 1, 4}) {
+        counters({{"eth0", moved, 7 * moved + 1}, {"eth1", UINT64_MAX - moved, 3}});
+        ASSERT_EQ(loop_it(), 1);
     }
-    EXPECT_EQ(model.hour.held.size(), 119u);
-    EXPECT_GT(model.hour.held.front().time, t0 + 3600);
-}
-
-class WanExport : public WanDocument {
-protected:
-    static int export_it(int32_t selector) { return wan_traffic_monitor.data_export(csman_handle_of_tests, &selector); }
-    static std::string csv(const std::string& series) { return "/tmp/dashboard/wan_traffic_" + series + "_0.csv"; }
-};
-
-TEST_F(WanExport, WritesTheSeriesThatIsSelected) {
-    start();
-    live_through(0, 7300);
-    ASSERT_EQ(model.hour.held.size(), 2u);
-    const ring_model<traffic_model_sample>* rings[] = {&model.sec, &model.min, &model.hour};
-    const char* const names[] = {"sec", "min", "hour"};
-    for (int32_t selector = 0; selector < 3; ++selector) {
-        ASSERT_EQ(export_it(selector), 1) << selector;
-        expect_file(csv(names[selector]), traffic_export({1, 3}, rings[selector]->newest(72)));
-        EXPECT_EQ(world.link_target(std::string("/usr/www/wan_traffic_") + names[selector] + "_0.csv"),
-                  csv(names[selector]));
-        EXPECT_FALSE(world.exists(std::string("/tmp/dashboard/wan_traffic_") + names[selector] + "_0_tmp.csv"));
-        EXPECT_EQ(world.commands().back().file, "dashboard_wan");
-        EXPECT_EQ(world.commands().back().func, std::string("data_export_wan_traffic_") + names[selector]);
-    }
-}
-
-TEST_F(WanExport, NumbersSamplesAndSlotsFromOne) {
-    start();
-    live_through(0, 2);
-    ASSERT_EQ(export_it(0), 1);
-    expect_file(csv("sec"), R"(count,index,tx,rx,txrx
+    const int32_t seconds = 0;
+    ASSERT_EQ(wan_traffic_monitor.data_export(csman_handle_of_tests, &seconds), 1);
+    expect_file("/tmp/dashboard/wan_traffic_sec_0.csv", R"(count,index,tx,rx,txrx
 1,1,7,1,8
 1,3,0,18446744073709551615,18446744073709551615
 2,1,21,3,24
 2,3,0,18446744073709551613,18446744073709551613
 )");
-}
-
-TEST_F(WanExport, ReportsATemporaryFileThatCannotBeOpened) {
-    start();
-    live_through(0, 2);
-    const char* const names[] = {"sec", "min", "hour"};
-    for (int32_t selector = 0; selector < 3; ++selector) {
-        const std::string name = std::string("wan_traffic_") + names[selector];
-        world.fail("open", ENOSPC, name + "_0_tmp.csv");
-        EXPECT_EQ(export_it(selector), 0);
-        EXPECT_THAT(world.messages(), ElementsAre("warn[data_export_" + name + "]: open file(/tmp/dashboard/" + name +
-                                                  "_0_tmp.csv) error(No space left on device)!"));
-    }
 }
 
 } // namespace

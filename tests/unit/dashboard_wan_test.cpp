@@ -28,7 +28,7 @@ TEST_F(WanNames, ComeFromTheItemThatTheBindingChooses) {
                  {INT32_MIN, ""},
                  {INT32_MAX, ""}};
     for (const auto& one : cases) {
-        world.csman.set(0x10600, one.binding);
+        world.csman.set(wan_binding, one.binding);
         world.forget_calls();
         ASSERT_EQ(init_it(), 1);
         const std::vector<std::string> calls = world.calls("csman");
@@ -57,8 +57,8 @@ TEST_F(WanNames, AreReadForAllSixteenSlotsInOrder) {
 }
 
 TEST_F(WanNames, AreAnnouncedAtInitCountedFromZero) {
-    world.csman.set(0x10600, 99);
-    world.csman.set_string(0x8001000b, "ppp0");
+    world.csman.set(wan_binding, 99);
+    world.csman.set_string(wan_name_99, "ppp0");
     bind(15, "usbnet0");
     ASSERT_EQ(init_it(), 1);
     EXPECT_THAT(world.messages(),
@@ -79,8 +79,8 @@ TEST_F(WanNames, OfSixteenCharactersAreKeptWholeAndBesideTheirNeighbours) {
 TEST_F(WanNames, ThatCannotBeReadLeaveTheSlotEmpty) {
     bind(0, "eth0");
     bind(1, "eth1");
-    world.csman.fail_reads(0x10600, 1);
-    world.csman.fail_reads(0x80010191, 1);
+    world.csman.fail_reads(wan_binding, 1);
+    world.csman.fail_reads(wan_name + 2, 1);
     ASSERT_EQ(init_it(), 1);
     EXPECT_THAT(world.messages(), IsEmpty());
     interfaces({{"eth0", 1, 2}, {"eth1", 3, 4}});
@@ -91,7 +91,7 @@ TEST_F(WanNames, CheckTakesUpNewAndChangedOnesSilently) {
     bind(0, "eth0");
     ASSERT_EQ(init_it(), 1);
     world.messages();
-    world.csman.set_string(0x80010190, "eth7");
+    world.csman.set_string(wan_name + 1, "eth7");
     bind(2, "eth2");
     ASSERT_EQ(check_it(), 1);
     EXPECT_THAT(world.messages(), IsEmpty());
@@ -106,9 +106,9 @@ TEST_F(WanNames, CheckKeepsOneWhoseBindingWasClearedOrCannotBeRead) {
     bind(2, "eth2");
     ASSERT_EQ(init_it(), 1);
     world.messages();
-    world.csman.set(0x10600, 0);
-    world.csman.fail_reads(0x10601, -1);
-    world.csman.fail_reads(0x80010192, -1);
+    world.csman.set(wan_binding, 0);
+    world.csman.fail_reads(wan_binding + 1, -1);
+    world.csman.fail_reads(wan_name + 3, -1);
     ASSERT_EQ(check_it(), 1);
     EXPECT_EQ(loop_it(), 0);
     EXPECT_THAT(world.messages(),
@@ -183,10 +183,10 @@ TEST_F(WanSample, TakesTheFirstInterfaceThatBeginsWithTheName) {
 
 TEST_F(WanSample, ServesTwoSlotsFromOneInterface) {
     interfaces({{"eth0", 1000, 2000}});
-    world.csman.set(0x10600, 99);
-    world.csman.set_string(0x8001000b, "eth0");
-    world.csman.set(0x10601, 1);
-    world.csman.set_string(0x80010190, "eth0");
+    world.csman.set(wan_binding, 99);
+    world.csman.set_string(wan_name_99, "eth0");
+    world.csman.set(wan_binding + 1, 1);
+    world.csman.set_string(wan_name + 1, "eth0");
     ASSERT_EQ(init_it(), 1);
     ASSERT_EQ(loop_it(), 1);
     expect_document("wan_traffic_sec", R"(<?xml version="1.0" ?>

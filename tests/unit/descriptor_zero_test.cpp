@@ -4,9 +4,8 @@
 #include "probes/dashboard_aptraffic.h"
 #include "probes/dashboard_netdev.h"
 #include "probes/dashboard_sysinfo.h"
-#include "tests/unit/ap_records.h"
+#include "tests/models/records.h"
 #include "tests/unit/bond_fixture.h"
-#include "tests/unit/sim_fixture.h"
 
 #include <fcntl.h>
 
@@ -69,7 +68,7 @@ TEST_F(DescriptorZero, IsAlsoASlaveList) {
 }
 
 TEST_F(DescriptorZero, IsWrittenTo) {
-    world.csman.set(sim_state_item, 1);
+    world.csman.set(sim_state, 1);
     ASSERT_EQ(init(sim_strquality_monitor), 1);
     const int32_t seconds = 0;
     {
@@ -78,8 +77,8 @@ TEST_F(DescriptorZero, IsWrittenTo) {
         EXPECT_EQ(sim_strquality_monitor.data_export(csman_handle_of_tests, &seconds), 1);
         EXPECT_TRUE(no_standard_input::is_free());
     }
-    expect_document("sim_strquality_sec", sim_document({sim_sample_of(t0, {}, {})}));
-    expect_file("/tmp/dashboard/sim_strquality_sec_0.csv", sim_csv({sim_sample_of(t0, {}, {})}));
+    expect_document("sim_strquality_sec", sim_document({sim_at(t0, {}, {})}));
+    expect_file("/tmp/dashboard/sim_strquality_sec_0.csv", sim_csv({sim_at(t0, {}, {})}));
 }
 
 } // namespace

@@ -144,6 +144,26 @@ TEST_F(Document, PlantedPipeDoesNotHoldUpTheWriter) {
                                               "error(No such device or address)!"));
 }
 
+TEST_F(Document, PlantedPipeThatSomebodyReadsIsRefusedLikeOneThatNobodyReads) {
+    const int before = open_descriptors();
+    ASSERT_EQ(mkfifo(world.real_path(temporary).c_str(), 0600), 0);
+    const int reader = open(world.real_path(temporary).c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    metric_document document;
+    EXPECT_FALSE(open_document(document, names));
+    EXPECT_THAT(world.messages(), ElementsAre("warn[xml_some_sec]: open file(/tmp/dashboard/some_sec_tmp.xml) "
+                                              "error(No such device or address)!"));
+    close(reader);
+    EXPECT_EQ(open_descriptors(), before);
+}
+
+TEST_F(Document, PlantedFolderIsRefused) {
+    world.folder(temporary);
+    metric_document document;
+    EXPECT_FALSE(open_document(document, names));
+    EXPECT_THAT(world.messages(), ElementsAre("warn[xml_some_sec]: open file(/tmp/dashboard/some_sec_tmp.xml) "
+                                              "error(Is a directory)!"));
+}
+
 TEST_F(Document, OpenFailureIsReportedInTheWordsOfItsModule) {
     world.fail("open", EACCES, temporary);
     document_names own = names;

@@ -1,7 +1,7 @@
 // The frame that all histories share: when a roll-up is due, what it keeps, what is written.
 #include "monitors/metric_store.h"
+#include "tests/models/history_model.h"
 #include "tests/unit/heard_messages.h"
-#include "tests/unit/history_model.h"
 
 #include <gmock/gmock.h>
 

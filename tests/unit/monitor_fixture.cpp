@@ -7,10 +7,12 @@
 #include "probes/dashboard_cpuinfo.h"
 #include "probes/dashboard_netdev.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <unistd.h>
 
 namespace dashboard::testing {
 
@@ -27,10 +29,6 @@ void keep_golden(const std::string& path, const std::string& golden) {
 }
 
 } // namespace
-
-std::string datalist(const std::string& body) {
-    return "<?xml version=\"1.0\" ?>\n<datalist>\n" + body + "</datalist>\n";
-}
 
 std::string published(const std::string& document) {
     return "/tmp/dashboard/" + document + "_0.xml";
@@ -49,15 +47,26 @@ monitor_fixture::~monitor_fixture() {
 }
 
 void monitor_fixture::drop_stores() {
-    for (const monitor_cb* module : {&cpu_usage_monitor, &mem_usage_monitor, &wan_traffic_monitor, &lan_traffic_monitor,
-                                     &current_traffic_monitor}) {
+    for (const monitor_cb* module :
+         {&cpu_usage_monitor, &mem_usage_monitor, &wan_traffic_monitor, &bond_traffic_monitor, &lan_traffic_monitor,
+          &wifi_24g_traffic_monitor, &wifi_5g_traffic_monitor, &ap_traffic_monitor, &allap_traffic_monitor,
+          &current_traffic_monitor, &sim_strquality_monitor}) {
         module->term(csman_handle_of_tests, 0);
     }
 }
 
 void monitor_fixture::counters(const std::vector<interface_bytes>& interfaces) {
     world.netdev(interfaces);
+    read_counters();
+}
+
+void monitor_fixture::read_counters() {
     main_netdev_info();
+}
+
+void monitor_fixture::read_interfaces() {
+    main_netdev_info();
+    main_netdev_alive();
 }
 
 void monitor_fixture::alive(const std::vector<std::string>& names) {
@@ -77,6 +86,10 @@ void monitor_fixture::interfaces(const std::vector<interface_bytes>& all) {
 
 void monitor_fixture::cpu(const std::vector<std::string>& idle) {
     world.mpstat(idle);
+    measure_cpu();
+}
+
+void monitor_fixture::measure_cpu() {
     query_state due{wall_seconds(), wall_seconds() - 1};
     query_step(due);
 }
@@ -110,6 +123,41 @@ void monitor_fixture::run(const monitor_cb& module, int count, int32_t viewer) {
         }
         ASSERT_EQ(loop(module, viewer), 1) << "in second " << i;
     }
+}
+
+std::vector<asked_command> monitor_fixture::new_commands() {
+    std::vector<asked_command> fresh;
+    const std::vector<runner_command> all = world.commands();
+    for (commands_seen = std::min(commands_seen, all.size()); commands_seen < all.size(); ++commands_seen) {
+        const runner_command& one = all[commands_seen];
+        EXPECT_EQ(one.pid, getpid()) << one.command;
+        EXPECT_GT(one.line, 0) << one.command;
+        fresh.push_back({one.file, one.func, one.command});
+    }
+    return fresh;
+}
+
+std::vector<std::string> monitor_fixture::new_csman_calls() {
+    const std::vector<std::string> all = world.calls("csman");
+    const size_t from = std::min(csman_seen, all.size());
+    csman_seen = all.size();
+    return {all.begin() + static_cast<std::ptrdiff_t>(from), all.end()};
+}
+
+std::vector<std::string> monitor_fixture::published_moves() const {
+    std::vector<std::string> moves;
+    for (const std::string& one : world.calls("rename")) {
+        if (one.rfind("/tmp/dashboard/", 0) == 0) {
+            moves.push_back(one);
+        }
+    }
+    return moves;
+}
+
+void monitor_fixture::forget_calls() {
+    world.forget_calls();
+    commands_seen = 0;
+    csman_seen = 0;
 }
 
 void monitor_fixture::expect_document(const std::string& document, const std::string& golden) {

@@ -3,9 +3,12 @@
 #ifndef TESTS_UNIT_MONITOR_FIXTURE_H
 #define TESTS_UNIT_MONITOR_FIXTURE_H
 
-#include "monitors/monitor_cb.h"
+#include "monitors/monitors.h"
+#include "tests/models/documents.h"
+#include "tests/support/items.h"
 #include "tests/support/world.h"
 #include "tests/unit/heard_messages.h"
+#include "tests/unit/open_descriptors.h"
 
 #include <gmock/gmock.h>
 
@@ -17,15 +20,20 @@ namespace dashboard::testing {
 
 inline constexpr int csman_handle_of_tests = 7; // what the double of the store calls itself
 inline constexpr int64_t t0 = first_second;     // where the wall clock of every test starts
-inline constexpr uint32_t start_marker_item = 0x8015043e;
 
-// "<?xml ...", the lines of `body`, "</datalist>": the frame of every snapshot.
-std::string datalist(const std::string& body);
+// One command of the runner, without the source line: who asked for it and what it was.
+struct asked_command {
+    std::string file;
+    std::string func;
+    std::string command;
 
-// "    <name>value</name>", a line.
-template <class Number>
-std::string element_line(const std::string& name, Number value) {
-    return "    <" + name + ">" + std::to_string(value) + "</" + name + ">\n";
+    bool operator==(const asked_command& other) const {
+        return file == other.file && func == other.func && command == other.command;
+    }
+};
+
+inline void PrintTo(const asked_command& one, std::ostream* out) {
+    *out << one.file << " " << one.func << " \"" << one.command << "\"";
 }
 
 // The published path of a document: "wan_traffic_sec" names /tmp/dashboard/wan_traffic_sec_0.xml.
@@ -44,9 +52,13 @@ protected:
     void alive(const std::vector<std::string>& names);
     // Both: every one of them is up.
     void interfaces(const std::vector<interface_bytes>& all);
+    // The same of what the world shows already.
+    void read_counters();
+    void read_interfaces();
 
     // The latest CPU measurement from now on, in the idle percentages of mpstat: all cores, core 0, core 1, ...
     void cpu(const std::vector<std::string>& idle);
+    void measure_cpu();
 
     int init(const monitor_cb& module);
     int term(const monitor_cb& module);
@@ -56,6 +68,15 @@ protected:
     int loop_at(const monitor_cb& module, int64_t second, int32_t viewer = 0);
     // `count` loops, one a second, the first of them now; the clock stands at the last one afterwards.
     void run(const monitor_cb& module, int count, int32_t viewer = 0);
+
+    // Commands of the runner since the last question. Each must name this process and a line of the source.
+    std::vector<asked_command> new_commands();
+    // Calls of the configuration store since the last question.
+    std::vector<std::string> new_csman_calls();
+    // What was renamed in the folder of the documents; tests rename files of their own elsewhere.
+    std::vector<std::string> published_moves() const;
+    // Also forgets what of these was asked for.
+    void forget_calls();
 
     // Compares a published document, by its name or its path, with `golden`, byte for byte. A golden is a document that
     // the schemas take; what else is found in a file is compared with `expect_file`.
@@ -67,6 +88,9 @@ protected:
 
 private:
     void drop_stores();
+
+    size_t commands_seen = 0;
+    size_t csman_seen = 0;
 };
 
 } // namespace dashboard::testing

@@ -1,7 +1,9 @@
 // What the loop and the writers of every framed monitor have in common.
+#include "tests/models/history_model.h"
 #include "tests/unit/framed_monitors.h"
 
 #include <cerrno>
+#include <random>
 #include <sys/stat.h>
 
 namespace dashboard::testing {
@@ -13,164 +15,195 @@ using ::testing::IsEmpty;
 class MonitorLoop : public framed_monitor_fixture {
 protected:
     MonitorLoop() {
-        EXPECT_EQ(init_it(), 1);
-        world.messages();
+        begin();
+        commands();
     }
 };
-INSTANTIATE_TEST_SUITE_P(Of, MonitorLoop, ::testing::ValuesIn(framed_monitors), name_of_monitor);
+INSTANTIATE_TEST_SUITE_P(Of, MonitorLoop, ::testing::ValuesIn(framed_monitors()), name_of_monitor);
 
 TEST_P(MonitorLoop, PublishesItsSampleWhileWatched) {
-    EXPECT_EQ(loop_it(1), 1);
-    expect_series("sec", sample_at(t0));
-    EXPECT_EQ(loop_it_at(t0 + 1, 3), 1);
-    expect_series("sec", sample_at(t0) + sample_at(t0 + 1));
-    expect_series("min", "");
-    expect_series("hour", "");
+    live_at(t0, 1);
+    expect_shown({"sec"});
+    live_at(t0 + 1, 3);
+    expect_shown({"sec"});
+    expect_empty({"min", "hour"});
     EXPECT_THAT(world.messages(), IsEmpty());
 }
 
 TEST_P(MonitorLoop, UnwatchedKeepsItsSamplesForALaterViewer) {
-    EXPECT_EQ(loop_it(0), 1);
-    EXPECT_EQ(loop_it_at(t0 + 1, -5), 1);
+    live_at(t0, 0);
+    live_at(t0 + 1, -5);
     world.clock.set(t0 + 2);
-    EXPECT_EQ(module().loop(csman_handle_of_tests, nullptr, &module()), 1) << "no viewer value at all";
-    expect_series("sec", "");
-    EXPECT_EQ(loop_it_at(t0 + 3, 1), 1);
-    expect_series("sec", sample_at(t0) + sample_at(t0 + 1) + sample_at(t0 + 2) + sample_at(t0 + 3));
+    EXPECT_EQ(module.loop(csman_handle_of_tests, nullptr, &module), 1) << "no viewer value at all";
+    model->feed(t0 + 2, row.module == &cpu_usage_monitor ? 0 : moment - 1);
+    expect_empty({"sec"});
+    live_at(t0 + 3, 1);
+    expect_shown({"sec"});
+    EXPECT_EQ(model->held(0), 4u);
 }
 
 TEST_P(MonitorLoop, WritersShowTheirOwnSeries) {
-    ASSERT_EQ(loop_it_at(t0 + 60), 1);
-    for (const char* series : {"sec", "min", "hour"}) {
-        expect_series(series, "");
-    }
-    EXPECT_EQ(module().write_sec(csman_handle_of_tests, nullptr), 1);
-    EXPECT_EQ(module().write_min(csman_handle_of_tests, nullptr), 1);
-    EXPECT_EQ(module().write_hour(csman_handle_of_tests, nullptr), 1);
-    expect_series("sec", sample_at(t0 + 60));
-    expect_series("min", sample_at(t0 + 60));
-    expect_series("hour", "");
-    ASSERT_EQ(loop_it_at(t0 + 3600), 1);
-    expect_series("hour", sample_at(t0 + 3600));
+    live_at(t0 + 60);
+    expect_empty(series_names);
+    expect_written();
+    expect_empty({"hour"});
+    live_at(t0 + 3600);
+    expect_shown({"hour"});
+    world.remove(published("hour"));
+    expect_written();
 }
 
 TEST_P(MonitorLoop, WritersReportAFileThatCannotBeOpenedAndReturn0) {
-    for (const char* series : {"sec", "min", "hour"}) {
+    std::vector<std::string> expected;
+    for (const std::string& series : series_names) {
         world.fail("open", EACCES, temporary(series));
+        EXPECT_EQ(write(series), 0);
+        expected.push_back(open_warning(series, "Permission denied"));
     }
-    EXPECT_EQ(module().write_sec(csman_handle_of_tests, nullptr), 0);
-    EXPECT_EQ(module().write_min(csman_handle_of_tests, nullptr), 0);
-    EXPECT_EQ(module().write_hour(csman_handle_of_tests, nullptr), 0);
-    EXPECT_THAT(world.messages(),
-                ElementsAre(open_warning("sec", "Permission denied"), open_warning("min", "Permission denied"),
-                            open_warning("hour", "Permission denied")));
+    EXPECT_EQ(world.messages(), expected);
+    EXPECT_THAT(commands(), IsEmpty()) << "nothing is linked";
 }
 
 TEST_P(MonitorLoop, GoesOnWhenItsFilesCannotBeOpened) {
     world.remove("/tmp/dashboard");
-    EXPECT_EQ(loop_it_at(t0 + 3600, 1), 1);
-    EXPECT_THAT(world.messages(), ElementsAre(open_warning("sec", "No such file or directory"),
-                                              open_warning("min", "No such file or directory"),
-                                              open_warning("hour", "No such file or directory")));
+    live_at(t0 + 3600, 1);
+    std::vector<std::string> expected;
+    for (const std::string& series : series_names) {
+        expected.push_back(open_warning(series, "No such file or directory"));
+    }
+    EXPECT_EQ(world.messages(), expected);
+    EXPECT_THAT(commands(), IsEmpty());
     world.folder("/tmp/dashboard");
-    EXPECT_EQ(loop_it_at(t0 + 3601, 1), 1);
-    expect_series("sec", sample_at(t0 + 3600) + sample_at(t0 + 3601));
-    EXPECT_EQ(module().write_hour(csman_handle_of_tests, nullptr), 1);
-    expect_series("hour", sample_at(t0 + 3600));
+    live_at(t0 + 3601, 1);
+    expect_shown({"sec"});
+    EXPECT_EQ(model->held(0), 2u);
+    expect_written();
 }
 
 TEST_P(MonitorLoop, DoesNotWriteThroughAPlantedLink) {
     world.file("/tmp/dashboard/victim", "precious");
     world.link("/tmp/dashboard/victim", temporary("sec"));
-    EXPECT_EQ(loop_it(1), 1);
+    live_at(t0, 1);
     EXPECT_THAT(world.messages(), ElementsAre(open_warning("sec", "Too many levels of symbolic links")));
     EXPECT_EQ(world.read("/tmp/dashboard/victim"), "precious");
-    expect_series("sec", "");
+    expect_empty({"sec"});
 }
 
 TEST_P(MonitorLoop, StaleLongerTemporaryFileKeepsItsTail) {
-    const std::string golden = datalist(sample_at(t0));
-    world.file(temporary("sec"), std::string(golden.size() + 10, '~'));
-    EXPECT_EQ(loop_it(1), 1);
-    expect_file(published(document("sec")), golden + "~~~~~~~~~~");
+    world.file(temporary("sec"), std::string(20'000, '~'));
+    live_at(t0, 1);
+    const std::string golden = model->document(0);
+    expect_file(published("sec"), golden + std::string(20'000 - golden.size(), '~'));
 }
 
 TEST_P(MonitorLoop, FilesAreCreatedWithMode0644LessTheUmask) {
     const mode_t before = umask(027);
-    EXPECT_EQ(loop_it(1), 1);
-    EXPECT_EQ(world.mode(published(document("sec"))), 0640u);
+    live_at(t0, 1);
+    EXPECT_EQ(world.mode(published("sec")), 0640u);
     umask(0);
-    EXPECT_EQ(loop_it(1), 1);
-    EXPECT_EQ(world.mode(published(document("sec"))), 0644u);
+    live_at(t0 + 1, 1);
+    EXPECT_EQ(world.mode(published("sec")), 0644u);
     umask(before);
 }
 
-TEST_P(MonitorLoop, UnwatchedForOverAnHourRewritesTheHourDocumentOnly) {
-    for (int64_t second = t0; second <= t0 + 3600; second += 20) {
-        ASSERT_EQ(loop_it_at(second), 1);
+TEST_P(MonitorLoop, UnwatchedForTwoHoursRewritesTheHourDocumentOnly) {
+    for (int64_t second = t0; second <= t0 + 7200; second += 20) {
+        live_at(second);
+        if (second == t0 + 3600) {
+            expect_shown({"hour"});
+        }
     }
-    expect_series("sec", "");
-    expect_series("min", "");
-    expect_series("hour", sample_at(t0 + 3600));
-    for (int64_t second = t0 + 3620; second <= t0 + 7200; second += 20) {
-        ASSERT_EQ(loop_it_at(second), 1);
-    }
-    expect_series("hour", sample_at(t0 + 3600) + sample_at(t0 + 7200));
+    expect_empty({"sec", "min"});
+    expect_shown({"hour"});
+    EXPECT_EQ(model->held(2), 2u);
     EXPECT_THAT(world.messages(), IsEmpty());
+    expect_written();
 }
 
 TEST_P(MonitorLoop, ClockSetBackTwoMinutesEndsAMinuteAtOnce) {
-    ASSERT_EQ(loop_it_at(t0 + 1), 1);
-    EXPECT_EQ(loop_it_at(t0 - 119, 1), 1);
-    expect_series("min", sample_at(t0 - 119));
-    expect_series("hour", "");
+    live_at(t0 + 1, 1);
+    live_at(t0 - 119, 1);
+    EXPECT_EQ(model->held(1), 1u);
+    expect_shown({"sec", "min"});
+    expect_empty({"hour"});
 }
 
 TEST_P(MonitorLoop, ClockSetBackHalfAnHourEndsAnHourAtOnce) {
-    EXPECT_EQ(loop_it_at(t0 - 1799), 1);
-    expect_series("hour", "");
-    EXPECT_EQ(init_it(), 1); // begins at t0 - 1799
-    EXPECT_EQ(loop_it_at(t0 - 1799 - 1800), 1);
-    expect_series("hour", sample_at(t0 - 1799 - 1800));
+    live_at(t0 - 1799);
+    expect_empty({"hour"});
+    begin(); // at t0 - 1799
+    live_at(t0 - 1799 - 1800);
+    EXPECT_EQ(model->held(2), 1u);
+    expect_shown({"hour"});
 }
 
 TEST_P(MonitorLoop, AnEmptyRollUpIsLoggedWithTheSourceNameAndTriedAgain) {
-    for (int i = 0; i <= 60; ++i) {
-        ASSERT_EQ(loop_it_at(t0 + i), 1);
+    for (int i = 1; i <= 60; ++i) {
+        live_at(t0 + i); // a minute ends at slot 60
     }
-    for (int i = 0; i < 119; ++i) {
-        ASSERT_EQ(loop_it_at(t0 + 1 + i), 1); // set back by 60 s one second after the roll-up
+    for (int i = 1; i < row.slots; ++i) {
+        live_at(t0 + std::min(i, 119)); // set back by a minute: within the tolerance until the ring has come round
     }
+    EXPECT_THAT(empty_roll_ups, IsEmpty());
     EXPECT_THAT(world.messages(), IsEmpty());
-    EXPECT_EQ(loop_it_at(t0 + 120, 1), 0);
-    EXPECT_THAT(world.messages(), ElementsAre("log[" + GetParam().stem + "_loop]: " + GetParam().source));
-    expect_series("min", "");
-    EXPECT_EQ(loop_it_at(t0 + 121, 1), 1);
+    live_at(t0 + 120, 1);
+    EXPECT_EQ(empty_roll_ups.size(), 1u);
+    EXPECT_EQ(world.messages(), empty_roll_ups);
+    expect_empty({"min"});
+    live_at(t0 + 121, 1);
     EXPECT_THAT(world.messages(), IsEmpty());
-    expect_series("min", sample_at(t0 + 60) + sample_at(t0 + 121));
+    EXPECT_EQ(model->held(1), 2u);
+    expect_shown({"sec", "min"});
 }
 
-TEST_P(MonitorLoop, LinksNothingAnewWhilePublishing) {
-    world.forget_calls();
-    ASSERT_EQ(loop_it_at(t0 + 3600, 1), 1);
-    EXPECT_THAT(links_made(), IsEmpty());
-    EXPECT_THAT(world.calls("rename"), ElementsAre(temporary("sec") + " " + published(document("sec")),
-                                                   temporary("min") + " " + published(document("min")),
-                                                   temporary("hour") + " " + published(document("hour"))));
-    EXPECT_THAT(world.calls("remove"),
-                ElementsAre(published(document("sec")), published(document("min")), published(document("hour"))));
+TEST_P(MonitorLoop, LinksNothingAnewWhilePublishingButWhatIsGone) {
+    forget_calls();
+    live_at(t0 + 3600, 1);
+    EXPECT_EQ(commands(), odd_links() ? std::vector{link_command("hour")} : std::vector<std::string>{});
+    std::vector<std::string> removed;
+    std::vector<std::string> moved;
+    for (const std::string& series : series_names) {
+        removed.push_back(published(series));
+        moved.push_back(temporary(series) + " " + published(series));
+    }
+    EXPECT_EQ(world.calls("remove"), removed);
+    EXPECT_EQ(published_moves(), moved);
+    world.remove(link("sec"));
+    live_at(t0 + 3601, 1);
+    EXPECT_THAT(commands(), ElementsAre(link_command("sec")));
 }
 
-TEST_P(MonitorLoop, SamplesBeyondTheSpanLeaveTheDocumentOldestFirst) {
-    const int64_t span = GetParam().start_marker <= 2 ? 60 : 72; // CPU and memory show a minute, traffic a little more
-    for (int i = 0; i < 200; ++i) {
-        ASSERT_EQ(loop_it_at(t0 + i, i == 199 ? 1 : 0), 1);
+TEST_P(MonitorLoop, ADocumentShowsTheNewestOldestFirst) {
+    for (int i = 1; i <= row.slots + 10; ++i) {
+        live_at(t0 + i, 1);
+        if (is_turning_point(i, row.span, row.slots)) {
+            expect_shown({"sec"});
+        }
     }
-    std::string body;
-    for (int64_t second = t0 + 200 - span; second < t0 + 200; ++second) {
-        body += sample_at(second);
+}
+
+TEST_P(MonitorLoop, EverySeriesShowsTheNewestAlsoWhenItsRingHasWrapped) {
+    for (int i = 1; i <= row.slots + 10; ++i) { // hour after hour, each a sample of every series
+        live_at(t0 + 3600 * i, 1);
+        if (is_turning_point(i, row.span, row.slots)) {
+            expect_shown(series_names);
+        }
     }
-    expect_series("sec", body);
+    EXPECT_EQ(model->held(2), static_cast<size_t>(row.slots - 1));
+}
+
+TEST_P(MonitorLoop, FollowsTheModelUnderAWildClock) {
+    std::mt19937 random(static_cast<uint32_t>(row.start_marker));
+    const int64_t jumps[] = {1, 1, 1, 1, 2, 58, 59, 60, 61, 1799, 1800, 3599, 3600, 90000};
+    int64_t now = t0;
+    for (int i = 0; i < 400; ++i) {
+        const int64_t jump = jumps[random() % std::size(jumps)];
+        now += random() % 3 == 0 ? -jump : jump;
+        live_at(now, 1);
+    }
+    ASSERT_GT(model->held(2), 10u);
+    expect_shown(series_names);
+    EXPECT_EQ(world.messages(), empty_roll_ups);
 }
 
 } // namespace

@@ -240,15 +240,44 @@ TEST(TextSource, ScansAndReadsLinesInTurn) {
     EXPECT_STREQ(next_line(reader.source), "next");
 }
 
-TEST(FirstLine, EndsAtItsNewlineOrAtANul) {
+TEST(TextSource, EndsAtItsNewlineOrAtANulWhenALineIsWanted) {
     for (const char letter : {'\n', '\0'}) {
         pieces_source reader({std::string("1") + letter + "2"});
-        first_line line{reader.source};
+        reader.source.in_line = true;
         unsigned long value = 0;
-        EXPECT_TRUE(scan_unsigned(line, value));
+        EXPECT_TRUE(scan_unsigned(reader.source, value));
         EXPECT_EQ(value, 1u);
-        EXPECT_FALSE(scan_unsigned(line, value));
-        EXPECT_EQ(line.peek(), -1);
+        EXPECT_FALSE(scan_unsigned(reader.source, value));
+        EXPECT_EQ(reader.source.peek(), -1);
+    }
+}
+
+TEST(TextSource, EndsAtItsNewlineAlsoWhereAPieceBeginsWithIt) {
+    for (const char letter : {'\n', '\0'}) {
+        pieces_source reader({"1 ", std::string(1, letter) + "2"});
+        reader.source.in_line = true;
+        unsigned long value = 0;
+        EXPECT_TRUE(scan_unsigned(reader.source, value));
+        EXPECT_FALSE(scan_unsigned(reader.source, value));
+        EXPECT_EQ(reader.source.peek(), -1);
+    }
+}
+
+TEST(TextSource, ScansANumberLongerThanItHolds) {
+    for (const size_t length : {capacity - 1, capacity, capacity + 1, 2 * capacity + 1}) {
+        pieces_source reader({repeated('0', capacity / 2), repeated('0', capacity - 5), "12", "34 5"});
+        unsigned long long value = 0;
+        EXPECT_TRUE(scan_unsigned(reader.source, value));
+        EXPECT_EQ(value, 1234u);
+        EXPECT_TRUE(scan_unsigned(reader.source, value));
+        EXPECT_EQ(value, 5u);
+        pieces_source large({"x", repeated('7', length / 2), repeated('7', length - length / 2), " ", "5"});
+        EXPECT_EQ(large.source.peek(), 'x');
+        large.source.skip();
+        EXPECT_TRUE(scan_unsigned(large.source, value));
+        EXPECT_EQ(value, ULLONG_MAX) << length;
+        EXPECT_TRUE(scan_unsigned(large.source, value));
+        EXPECT_EQ(value, 5u) << length;
     }
 }
 

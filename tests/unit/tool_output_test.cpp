@@ -12,7 +12,10 @@
 namespace dashboard::testing {
 namespace {
 
+using ::testing::Each;
 using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using ::testing::SizeIs;
 
 TEST(ToolOutput, IsReadToItsEnd) {
     test_world world;
@@ -36,6 +39,46 @@ TEST(ToolOutput, ComesFromTheShellCloseOnExecAfterTenMicroseconds) {
     EXPECT_THAT(world.calls("usleep"), ElementsAre("10"));
     EXPECT_EQ(atoi(next_line(tool.text)), 2);
     close_tool(tool);
+}
+
+TEST(ToolOutput, IsAwaitedPatientlyBeforeEveryReadWhenThatIsWanted) {
+    test_world world;
+    world.tool("mpstat", "echo first; echo second");
+    tool_output tool;
+    ASSERT_TRUE(open_tool(tool, "mpstat"));
+    tool.text.patient = true;
+    EXPECT_STREQ(next_line(tool.text), "first");
+    EXPECT_STREQ(next_line(tool.text), "second");
+    EXPECT_EQ(next_line(tool.text), nullptr);
+    close_tool(tool);
+    EXPECT_GE(world.calls("poll").size(), 2u); // before the text and before its end
+    EXPECT_THAT(world.calls("poll"), Each("0 1000"));
+}
+
+TEST(ToolOutput, IsReadAsItComesWhenItIsNotAwaited) {
+    test_world world;
+    world.tool("mpstat", "echo first; echo second");
+    tool_output tool;
+    ASSERT_TRUE(open_tool(tool, "mpstat"));
+    while (next_line(tool.text) != nullptr) {
+    }
+    close_tool(tool);
+    EXPECT_THAT(world.calls("poll"), IsEmpty());
+}
+
+TEST(ToolOutput, OfMoreThanAPipeHoldsIsAwaitedOnceAndReadToItsEnd) {
+    test_world world;
+    world.tool("mpstat", "i=0; while [ $i -lt 20 ]; do printf '%010000d\\n' $i; i=$((i + 1)); done");
+    tool_output tool;
+    ASSERT_TRUE(open_tool(tool, "mpstat"));
+    tool.text.patient = true;
+    int lines = 0;
+    while (const char* line = next_line(tool.text)) {
+        EXPECT_EQ(atoi(line), lines++);
+    }
+    close_tool(tool);
+    EXPECT_EQ(lines, 20);
+    EXPECT_THAT(world.calls("poll"), SizeIs(::testing::Le(2)));
 }
 
 TEST(ToolOutput, ThatCannotBeStartedTellsWhy) {

@@ -2,7 +2,6 @@
 #ifndef TESTS_UNIT_WAN_FIXTURE_H
 #define TESTS_UNIT_WAN_FIXTURE_H
 
-#include "monitors/monitors.h"
 #include "tests/unit/monitor_fixture.h"
 
 #include <string>
@@ -13,8 +12,8 @@ class wan_fixture : public monitor_fixture {
 protected:
     // Binds WAN connection `slot` (from 0) to an interface, through the name item of binding slot + 1.
     void bind(uint32_t slot, const std::string& name) {
-        world.csman.set(0x10600 + slot, static_cast<int32_t>(slot) + 1);
-        world.csman.set_string(0x80010190 + slot, name);
+        world.csman.set(wan_binding + slot, static_cast<int32_t>(slot) + 1);
+        world.csman.set_string(wan_name + 1 + slot, name);
     }
     int init_it() { return init(wan_traffic_monitor); }
     int check_it() { return check(wan_traffic_monitor); }
