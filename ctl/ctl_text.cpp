@@ -4,6 +4,8 @@
 #include <cstdarg>
 #include <cstdio>
 #include <dirent.h>
+#include <fcntl.h>
+#include <unistd.h>
 
 namespace dashboard {
 
@@ -80,8 +82,12 @@ bool read_file(const std::string& path, std::string& content, size_t limit) {
 
 std::vector<std::string> names_in(const std::string& folder) {
     std::vector<std::string> names;
-    DIR* const open_folder = opendir(folder.c_str());
+    const int descriptor = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    DIR* const open_folder = descriptor < 0 ? nullptr : fdopendir(descriptor);
     if (open_folder == nullptr) {
+        if (descriptor >= 0) {
+            close(descriptor);
+        }
         return names;
     }
     while (const dirent* entry = readdir(open_folder)) {

@@ -58,7 +58,7 @@ TEST(DaemonLook, FindsTheHolderOfTheLockWhateverTheFileSays) {
     EXPECT_EQ(look.lock, lock_state::held);
     EXPECT_EQ(look.pid, holder.child);
     EXPECT_EQ(look.noted, 1);
-    EXPECT_EQ(look.process.threads, 1);
+    EXPECT_GE(look.process.threads, 1); // an emulator and a sanitizer have one of their own
     EXPECT_EQ(look.process.parent, getpid());
     EXPECT_LT(look.process.age, 60);
 }
