@@ -6,8 +6,9 @@
 
 namespace dashboard {
 
-/// Has the three handled by `signal_handler`, blocked by nobody, and SIGPIPE survived. One that cannot be caught is
-/// warned of. From then on the main thread counts as busy outside `wait_for_signals`.
+/// Has the three handled by `signal_handler`, and SIGPIPE survived; neither the three nor the alarm of their deadline
+/// stay blocked. One that cannot be caught is warned of. From then on the main thread counts as busy outside
+/// `wait_for_signals`.
 void catch_signals();
 
 /// From now on the handler knows this process from its children: one that has not yet become the tool that it is to be
