@@ -25,8 +25,8 @@ void signal_handler(int signal_number);
 /// one that never sees its signals waits for ever. A daemon that catches no signals just sleeps.
 void wait_for_signals(int32_t seconds);
 
-/// Main thread, last of all, when the flags are gone with their mutex: ends the process with 255 if SIGINT or SIGTERM
-/// came since it waited.
+/// Main thread, where it does not wait: before it forks, and last of all, when the flags are gone with their mutex.
+/// Ends the process with 255 if SIGINT or SIGTERM has come meanwhile.
 void end_if_told();
 
 } // namespace dashboard
