@@ -62,6 +62,7 @@ void daemonize(const char* folder, const char* pid_file) {
     }
     block_terminal_signals();
     catch_signals();
+    end_if_told(); // by a signal that came this early: then there is nothing to become
     leave_parent();
     keep_signals_to_this_process();
 

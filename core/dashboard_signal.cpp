@@ -25,13 +25,15 @@ std::atomic<bool> main_is_busy{false};
 std::atomic<int> noted_end{0};
 std::atomic<int> noted_report{0};
 
-/// Whoever started us may have had them blocked.
+/// Whoever started us may have had them blocked. The deadline's alarm, too: the handler that sets a deadline cannot
+/// unblock it for longer than it runs.
 void unblock_handled_signals() {
     sigset_t set;
     sigemptyset(&set);
     sigaddset(&set, SIGHUP);
     sigaddset(&set, SIGTERM);
     sigaddset(&set, SIGINT);
+    sigaddset(&set, SIGALRM);
     sigprocmask(SIG_UNBLOCK, &set, nullptr);
 }
 

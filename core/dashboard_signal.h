@@ -6,8 +6,9 @@
 
 namespace dashboard {
 
-/// Has the three handled by `signal_handler`, blocked by nobody, and SIGPIPE survived. One that cannot be caught is
-/// warned of. From then on the main thread counts as busy outside `wait_for_signals`.
+/// Has the three handled by `signal_handler`, and SIGPIPE survived; neither the three nor the alarm of their deadline
+/// stay blocked. One that cannot be caught is warned of. From then on the main thread counts as busy outside
+/// `wait_for_signals`.
 void catch_signals();
 
 /// From now on the handler knows this process from its children: one that has not yet become the tool that it is to be
@@ -24,8 +25,8 @@ void signal_handler(int signal_number);
 /// one that never sees its signals waits for ever. A daemon that catches no signals just sleeps.
 void wait_for_signals(int32_t seconds);
 
-/// Main thread, last of all, when the flags are gone with their mutex: ends the process with 255 if SIGINT or SIGTERM
-/// came since it waited.
+/// Main thread, where it does not wait: before it forks, and last of all, when the flags are gone with their mutex.
+/// Ends the process with 255 if SIGINT or SIGTERM has come meanwhile.
 void end_if_told();
 
 } // namespace dashboard

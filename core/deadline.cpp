@@ -24,9 +24,11 @@ void end_now(int /*signal_number*/) {
 
 void take_alarm() {
     struct sigaction action {};
-    action.sa_handler = end_now;
+    action.sa_handler = SIG_IGN; // drops an alarm from before that a mask has kept waiting
     sigemptyset(&action.sa_mask);
     sigaction(SIGALRM, &action, &action_before);
+    action.sa_handler = end_now;
+    sigaction(SIGALRM, &action, nullptr);
     sigset_t alarm_only;
     sigset_t before;
     sigemptyset(&alarm_only);

@@ -142,8 +142,8 @@ void follow_configuration(bond_slot& slot, int32_t i) {
 /// The bond has come up: its history begins anew.
 void bring_up(int handle, bond_slot& slot, int32_t i) {
     restart_slot(slot);
-    remove_sec_document(
-        i); // Deliberate: also where the start has just written it; the next viewed sample brings it back.
+    // Deliberate: also where the start has just written it; the next viewed sample brings it back.
+    remove_sec_document(i);
     mark_start(handle, start_marker{about.marker.code + i});
 }
 

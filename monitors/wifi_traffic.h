@@ -1,7 +1,7 @@
 // Wi-Fi traffic of one band: the bytes that its up to eight virtual access points (VAPs) have sent and received, as the
 // kernel counts them. csman names the band's main interface, which tells whether the band's VAPs are ra0 to ra7 or rai0
-// to rai7; until it does, the band records nothing. Two instances, one for each band; a `wifi_band`
-// is all that differs.
+// to rai7; until it does, the band records nothing. Two instances, one for each band; a `wifi_band` is all that
+// differs.
 #ifndef MONITORS_WIFI_TRAFFIC_H
 #define MONITORS_WIFI_TRAFFIC_H
 

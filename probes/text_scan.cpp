@@ -37,11 +37,13 @@ constexpr ptrdiff_t safe_digits = std::numeric_limits<unsigned long long>::digit
 void scan_with_care(text_cursor& text, scanned_number& number) {
     skip_zeros(text); // there may be more of them than fit in memory
     std::from_chars_result digits{};
+    ptrdiff_t length = 0; // counted, since getting more may move what is there, even where there is no more
     do {
         number.magnitude = 0;
         digits = std::from_chars(text.at, text.end, number.magnitude);
+        length = digits.ptr - text.at;
     } while (digits.ptr == text.end && text.refill());
-    text.at = digits.ptr;
+    text.at += length;
     number.overflow = digits.ec == std::errc::result_out_of_range;
     skip_digits(text); // likewise
 }

@@ -204,6 +204,21 @@ TEST_F(Daemonize, ActsOnASignalThatCameTooEarlyAsSoonAsItWaits) {
     });
 }
 
+TEST_F(Daemonize, DoesNotForkWhenItIsToldToEndBefore) {
+    const int status = status_of_child([] {
+        sigset_t held;
+        sigemptyset(&held);
+        sigaddset(&held, SIGTERM);
+        pthread_sigmask(SIG_BLOCK, &held, nullptr);
+        raise(SIGTERM);
+        daemonize("/tmp/", pid_file);
+        _exit(42);
+    });
+    EXPECT_EQ(status, 255);
+    EXPECT_FALSE(world.exists(pid_file));
+    EXPECT_THAT(world.messages(), ElementsAre("warn[signal_handler]: Daemon exiting"));
+}
+
 TEST_F(Daemonize, SurvivesAConsoleThatGoesAwayAndLeavesToolsTheDefault) {
     in_daemon([] {
         raise(SIGPIPE);

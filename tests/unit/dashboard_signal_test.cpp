@@ -219,6 +219,22 @@ TEST(WaitForSignals, EndsTheProcessThatWasToldMeanwhile) {
     }
 }
 
+TEST(CatchSignals, LetsTheDeadlineComeWhateverMaskTheDaemonWasStartedWith) {
+    for (const int signal_number : {SIGTERM, SIGINT}) {
+        listening_world world;
+        EXPECT_EQ(status_of_child([signal_number] {
+                      sigset_t held;
+                      sigfillset(&held);
+                      pthread_sigmask(SIG_SETMASK, &held, nullptr);
+                      catch_signals();
+                      raise(signal_number);
+                      raise(SIGALRM); // as the deadline does
+                      _exit(42);
+                  }),
+                  255);
+    }
+}
+
 TEST(WaitForSignals, LeavesTheMaskAndTheActionsAlone) {
     test_world world;
     in_own_process([&] {

@@ -79,6 +79,17 @@ TEST(Deadline, EndsTheProcessWithZero) {
               0);
 }
 
+// One may have waited behind the mask of whoever started us.
+TEST(Deadline, IsNotPassedByAnAlarmFromBefore) {
+    EXPECT_EQ(status_of_child([] {
+                  block_alarm();
+                  raise(SIGALRM);
+                  end_within(100);
+                  _exit(42);
+              }),
+              42);
+}
+
 TEST(Deadline, OfASignalIsTwoSecondsAt255AndStays) {
     in_own_process([] {
         end_within(100);

@@ -232,6 +232,15 @@ TEST(TextSource, NoticesAnOverflowAlsoBehindTheEndOfAPiece) {
     }
 }
 
+TEST(TextSource, EndsBehindANumberThatFillsItToTheLastByte) {
+    pieces_source reader({repeated(' ', capacity - 3) + "123"});
+    unsigned long value = 0;
+    EXPECT_TRUE(scan_unsigned(reader.source, value));
+    EXPECT_EQ(value, 123u);
+    ASSERT_EQ(reader.source.peek(), -1);
+    EXPECT_EQ(next_line(reader.source), nullptr);
+}
+
 TEST(TextSource, ScansAndReadsLinesInTurn) {
     pieces_source reader({"12 rest\nnext\n"});
     unsigned long value = 0;
