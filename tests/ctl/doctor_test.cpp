@@ -11,7 +11,6 @@ namespace {
 using ::testing::AllOf;
 using ::testing::Contains;
 using ::testing::Field;
-using testing::first_second;
 using ::testing::HasSubstr;
 using ::testing::Not;
 using testing::test_world;
