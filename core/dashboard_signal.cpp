@@ -152,7 +152,7 @@ void wait_for_signals(int32_t seconds) {
 }
 
 void end_if_told() {
-    if (noted_end != 0) {
+    if (ends_by_signal()) { // also where a worker has it and is about to hand it on
         say_farewell();
         leave();
     }

@@ -82,4 +82,8 @@ void end_by_signal_soon() {
     set_deadline(longest_farewell);
 }
 
+bool ends_by_signal() {
+    return ended_by_signal;
+}
+
 } // namespace dashboard

@@ -17,6 +17,9 @@ void lift_deadline();
 /// that back. Any thread, also in a signal handler.
 void end_by_signal_soon();
 
+/// Whether SIGINT or SIGTERM has come.
+bool ends_by_signal();
+
 } // namespace dashboard
 
 #endif
