@@ -1,4 +1,4 @@
-// All eleven modules of a daemon together for more than an hour.
+// All modules of a daemon together for more than an hour.
 #include "tests/daemon/module_fixture.h"
 #include "tests/models/router.h"
 

@@ -5,6 +5,8 @@
 
 #include <gmock/gmock.h>
 
+#include <iterator>
+
 namespace dashboard::testing {
 namespace {
 
@@ -61,6 +63,7 @@ const module_case cases[] = {
      "current_traffic_sec_0.xml"},
     series_module("Sim", sim_module, "sim_strquality"),
 };
+static_assert(std::size(cases) == std::size(all_modules), "a life for every module");
 
 class ModuleLife : public live_modules, public ::testing::WithParamInterface<module_case> {
 protected:

@@ -18,13 +18,12 @@ TEST_F(Modules, AreAllTerminatedOnceAtTheStart) {
     daemon_process daemon(world);
     ASSERT_TRUE(daemon.run_for(0.5));
     std::string expected = "enable console debuging\n";
-    for (int i = 0; i < 11; ++i) {
-        expected += "log[term_monitor_cb]: term_mc idx=" + std::to_string(i) + "\n";
+    for (const module_items& module : all_modules) {
+        expected += "log[term_monitor_cb]: term_mc idx=" + std::to_string(module.index) + "\n";
     }
     EXPECT_EQ(daemon.output(), expected);
-    for (const uint32_t read_csid : {0x80150431u, 0x80150432u, 0x80150433u, 0x80150434u, 0x80150435u, 0x80150436u,
-                                     0x80150437u, 0x80150438u, 0x80150439u, 0x80150430u, 0x8015043au}) {
-        EXPECT_EQ(world.csman.get(read_csid), 0);
+    for (const module_items& module : all_modules) {
+        EXPECT_EQ(world.csman.get(module.view), 0);
     }
     EXPECT_EQ(recorded("unlink", "/usr/www/wan_traffic*"), 1);
     EXPECT_EQ(recorded("unlink", "/tmp/dashboard/wan_traffic*"), 1);

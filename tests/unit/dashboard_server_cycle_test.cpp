@@ -95,14 +95,13 @@ TEST_F(ServerCycle, RefreshesTheInterfacesInEveryCycleBeforeTheModulesRun) {
 
 TEST_F(ServerCycle, ReadsTheDaemonItemThenEveryModulesThenTheLogMode) {
     cycle();
-    EXPECT_THAT(
-        world.calls("csman"),
-        ElementsAre("read_int 7 0x150780", "read_int 7 0x150783", "read_int 7 0x80150431", "read_int 7 0x150784",
-                    "read_int 7 0x80150432", "read_int 7 0x150785", "read_int 7 0x80150433", "read_int 7 0x150786",
-                    "read_int 7 0x80150434", "read_int 7 0x150787", "read_int 7 0x80150435", "read_int 7 0x150788",
-                    "read_int 7 0x80150436", "read_int 7 0x150789", "read_int 7 0x80150437", "read_int 7 0x15078a",
-                    "read_int 7 0x80150438", "read_int 7 0x15078b", "read_int 7 0x80150439", "read_int 7 0x150782",
-                    "read_int 7 0x80150430", "read_int 7 0x15078c", "read_int 7 0x8015043a", "read_int 7 0x150781"));
+    std::vector<std::string> expected = {store_call("read_int", daemon_enable)};
+    for (const module_items& module : all_modules) {
+        expected.push_back(store_call("read_int", module.enable));
+        expected.push_back(store_call("read_int", module.view));
+    }
+    expected.push_back(store_call("read_int", log_mode));
+    EXPECT_EQ(world.calls("csman"), expected);
 }
 
 TEST_F(ServerCycle, RunsAModuleInTheCycleThatTurnsItOn) {

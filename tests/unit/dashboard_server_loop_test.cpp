@@ -52,11 +52,12 @@ TEST_F(ServerLoop, RunsTheRunningModulesInOrder) {
     let_run(wan);
     let_run(lan);
     EXPECT_THAT(cycle(), ElementsAre("loop 2", "loop 4", "loop 10"));
+    std::vector<std::string> all;
     for (int32_t i = 0; i < module_count; ++i) {
         let_run(i);
+        all.push_back("loop " + std::to_string(i));
     }
-    EXPECT_THAT(cycle(), ElementsAre("loop 0", "loop 1", "loop 2", "loop 3", "loop 4", "loop 5", "loop 6", "loop 7",
-                                     "loop 8", "loop 9", "loop 10"));
+    EXPECT_EQ(cycle(), all);
     EXPECT_THAT(world.messages(), IsEmpty());
 }
 

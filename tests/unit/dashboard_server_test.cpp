@@ -2,6 +2,7 @@
 #include "core/dashboard_server.h"
 
 #include "core/dashboard_flags.h"
+#include "tests/support/items.h"
 #include "tests/unit/fake_modules.h"
 #include "tests/unit/heard_messages.h"
 #include "tests/unit/own_process.h"
@@ -38,24 +39,22 @@ TEST_F(ServerTerm, EndsEveryModuleInOrderAndForgetsItsViewers) {
         *find_timeout_value(i) = 1000 + i;
     }
     EXPECT_EQ(term_monitor_cb(store_handle, every_module), 1);
-    EXPECT_THAT(modules.calls(), ElementsAre("term 0", "term 1", "term 2", "term 3", "term 4", "term 5", "term 6",
-                                             "term 7", "term 8", "term 9", "term 10"));
-    EXPECT_THAT(world.calls("csman"),
-                ElementsAre("write_int 7 0x80150431 0", "write_int 7 0x80150432 0", "write_int 7 0x80150433 0",
-                            "write_int 7 0x80150434 0", "write_int 7 0x80150435 0", "write_int 7 0x80150436 0",
-                            "write_int 7 0x80150437 0", "write_int 7 0x80150438 0", "write_int 7 0x80150439 0",
-                            "write_int 7 0x80150430 0", "write_int 7 0x8015043a 0"));
+    std::vector<std::string> ended;
+    std::vector<std::string> withdrawn;
+    std::vector<std::string> said;
+    for (const module_items& module : all_modules) {
+        const std::string index = std::to_string(module.index);
+        ended.push_back("term " + index);
+        withdrawn.push_back(store_call("write_int", module.view) + " 0");
+        said.push_back("log[term_monitor_cb]: term_mc idx=" + index);
+    }
+    EXPECT_EQ(modules.calls(), ended);
+    EXPECT_EQ(world.calls("csman"), withdrawn);
+    EXPECT_EQ(world.messages(), said);
     for (int32_t i = 0; i < module_count; ++i) {
         EXPECT_EQ(*find_timeout_value(i), 0) << i;
         EXPECT_EQ(reg_monitor_cb[i].initialised, 0) << i;
     }
-    EXPECT_THAT(world.messages(),
-                ElementsAre("log[term_monitor_cb]: term_mc idx=0", "log[term_monitor_cb]: term_mc idx=1",
-                            "log[term_monitor_cb]: term_mc idx=2", "log[term_monitor_cb]: term_mc idx=3",
-                            "log[term_monitor_cb]: term_mc idx=4", "log[term_monitor_cb]: term_mc idx=5",
-                            "log[term_monitor_cb]: term_mc idx=6", "log[term_monitor_cb]: term_mc idx=7",
-                            "log[term_monitor_cb]: term_mc idx=8", "log[term_monitor_cb]: term_mc idx=9",
-                            "log[term_monitor_cb]: term_mc idx=10"));
 }
 
 TEST_F(ServerTerm, HasNothingToDoTheSecondTime) {
@@ -73,7 +72,7 @@ TEST_F(ServerTerm, EndsOneModuleAlone) {
     EXPECT_EQ(reg_monitor_cb[wan].initialised, 1);
     EXPECT_EQ(reg_monitor_cb[lan].initialised, 0);
     EXPECT_EQ(term_monitor_cb(store_handle, lan), 0);
-    for (const int32_t nobody : {-1, 12}) {
+    for (const int32_t nobody : {-1, every_module + 1}) {
         EXPECT_EQ(term_monitor_cb(store_handle, nobody), 0);
     }
     EXPECT_THAT(modules.calls(), IsEmpty());
@@ -200,7 +199,7 @@ TEST_F(ServerEnable, KeepsWhatAFailedReadLeaves) {
 }
 
 TEST_F(ServerEnable, OfAnUnknownModuleIsFatal) {
-    for (const int32_t unknown : {-1, 11}) {
+    for (const int32_t unknown : {-1, module_count}) {
         in_own_process([&] {
             chk_dashboard_csid(store_handle, unknown);
             EXPECT_EQ(get_main_quit_flag(), -1);

@@ -124,9 +124,12 @@ TEST_F(ServerThread, FirstClearsEveryModuleThenRunsThoseThatAreEnabled) {
     in_own_process([this] {
         world.csman.set(find_en_csid(wan), 1);
         server();
-        EXPECT_THAT(modules.calls(),
-                    ElementsAre("term 0", "term 1", "term 2", "term 3", "term 4", "term 5", "term 6", "term 7",
-                                "term 8", "term 9", "term 10", "init 2", "loop 2", "loop 2", "loop 2"));
+        std::vector<std::string> expected;
+        for (int32_t i = 0; i < module_count; ++i) {
+            expected.push_back("term " + std::to_string(i));
+        }
+        expected.insert(expected.end(), {"init 2", "loop 2", "loop 2", "loop 2"});
+        EXPECT_EQ(modules.calls(), expected);
         EXPECT_EQ(get_main_quit_flag(), 0);
     });
 }

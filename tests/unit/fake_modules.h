@@ -1,4 +1,4 @@
-// Eleven modules in place of the daemon's own: they write down how they are called and answer what the test says.
+// Modules in place of the daemon's own: they write down how they are called and answer what the test says.
 #ifndef TESTS_UNIT_FAKE_MODULES_H
 #define TESTS_UNIT_FAKE_MODULES_H
 
@@ -6,7 +6,9 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <functional>
+#include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -15,6 +17,13 @@ namespace dashboard::testing {
 
 // The handle that the double of the configuration store gives out.
 inline constexpr int store_handle = 7;
+
+// How the double writes down what it was asked about an item: "read_int 7 0x150780".
+inline std::string store_call(const char* call, uint32_t csid) {
+    std::ostringstream text;
+    text << call << " " << store_handle << " 0x" << std::hex << csid;
+    return text.str();
+}
 
 struct fake_module {
     int init_answer = 1;

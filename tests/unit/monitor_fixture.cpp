@@ -3,7 +3,7 @@
 #include "base/dashboard_log.h"
 #include "base/wall_clock.h"
 #include "core/dashboard_query.h"
-#include "monitors/monitors.h"
+#include "core/dashboard_registry.h"
 #include "probes/dashboard_cpuinfo.h"
 #include "probes/dashboard_netdev.h"
 
@@ -47,11 +47,9 @@ monitor_fixture::~monitor_fixture() {
 }
 
 void monitor_fixture::drop_stores() {
-    for (const monitor_cb* module :
-         {&cpu_usage_monitor, &mem_usage_monitor, &wan_traffic_monitor, &bond_traffic_monitor, &lan_traffic_monitor,
-          &wifi_24g_traffic_monitor, &wifi_5g_traffic_monitor, &ap_traffic_monitor, &allap_traffic_monitor,
-          &current_traffic_monitor, &sim_strquality_monitor}) {
-        module->term(csman_handle_of_tests, 0);
+    load_registry();
+    for (const monitor_entry& row : reg_monitor_cb) {
+        row.callbacks->term(csman_handle_of_tests, 0);
     }
 }
 

@@ -15,7 +15,7 @@
 
 namespace dashboard {
 
-/// The longest body, in bytes. All eleven names with their largest numbers are 83.
+/// The longest body, in bytes; all names with their largest numbers fit.
 constexpr size_t body_limit = 256;
 
 /// A module, as the page names it, and its items in the configuration store.
