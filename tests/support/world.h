@@ -147,6 +147,8 @@ public:
 
     // What was called, oldest first: the texts recorded under that name.
     std::vector<std::string> calls(const std::string& call) const;
+    // The same of several names, each text behind its name: in which order the kinds came.
+    std::vector<std::string> calls_in_turn(const std::vector<std::string>& several) const;
     std::vector<std::string> syslog_lines() const;
     std::vector<runner_command> commands() const;
     void forget_calls();
@@ -172,6 +174,7 @@ public:
 private:
     void make_tools();
     void end_hanging_tools();
+    void each_call(const std::function<void(const std::string& call, const char* text)>& take) const;
 
     std::string base;
     std::string root;

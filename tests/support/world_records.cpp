@@ -47,21 +47,37 @@ void test_world::fail_no_more() {
     std::fill(std::begin(shared->failures), std::end(shared->failures), failure_rule{});
 }
 
-std::vector<std::string> test_world::calls(const std::string& call) const {
+void test_world::each_call(const std::function<void(const std::string& call, const char* text)>& take) const {
     if (shared->record_overflow != 0) {
         throw std::length_error("more calls than a world can write down");
     }
     const state_guard guard(*shared);
-    std::vector<std::string> texts;
     const char* const end = shared->records + shared->record_used;
     for (const char* name = shared->records; name < end;) {
         const char* const text = name + strlen(name) + 1;
-        if (call == name) {
-            texts.emplace_back(text);
-        }
+        take(name, text);
         name = text + strlen(text) + 1;
     }
+}
+
+std::vector<std::string> test_world::calls(const std::string& call) const {
+    std::vector<std::string> texts;
+    each_call([&](const std::string& name, const char* text) {
+        if (name == call) {
+            texts.emplace_back(text);
+        }
+    });
     return texts;
+}
+
+std::vector<std::string> test_world::calls_in_turn(const std::vector<std::string>& several) const {
+    std::vector<std::string> lines;
+    each_call([&](const std::string& name, const char* text) {
+        if (std::find(several.begin(), several.end(), name) != several.end()) {
+            lines.push_back(name + " " + text);
+        }
+    });
+    return lines;
 }
 
 std::vector<std::string> test_world::syslog_lines() const {

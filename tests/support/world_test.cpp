@@ -83,6 +83,16 @@ TEST(World, WritesDownTheLiteralNamesOfUnlink) {
     EXPECT_THAT(world.calls("unlink"), IsEmpty());
 }
 
+TEST(World, SaysInWhichOrderCallsOfSeveralNamesCame) {
+    test_world world;
+    unlink("/tmp/a");
+    rename("/tmp/b", "/tmp/c");
+    remove("/tmp/d");
+    unlink("/tmp/e");
+    EXPECT_THAT(world.calls_in_turn({"rename", "unlink"}),
+                ElementsAre("unlink /tmp/a", "rename /tmp/b /tmp/c", "unlink /tmp/e"));
+}
+
 TEST(World, ClockStandsStillUntilSomebodySleeps) {
     test_world world;
     EXPECT_EQ(time(nullptr), first_second);

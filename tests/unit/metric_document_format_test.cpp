@@ -83,11 +83,36 @@ TEST(DocumentFormat, LeavesOutATextOf384CharactersWhateverItEndsWith) {
     COMPARE("%s%llu%s", text.c_str(), 12345ull, "");
 }
 
+TEST(DocumentFormat, LeavesOutACounterThatDoesNotFitWhereverItIsCut) {
+    for (size_t before = 362; before <= 383; ++before) { // twenty digits, the last eight of them put at once
+        const std::string text(before, 'x');
+        COMPARE("%s%llu", text.c_str(), ULLONG_MAX);
+        COMPARE("%s%llu", text.c_str(), 10000000000ull);
+        COMPARE("%s%ld", text.c_str(), LONG_MIN);
+    }
+}
+
+TEST(DocumentFormat, WritesNothingBehindItsBufferOfATextThatIsLeftOut) {
+    struct {
+        metric_document document;
+        char behind[longest_text];
+    } watched;
+    std::fill(std::begin(watched.behind), std::end(watched.behind), 'b');
+    for (int i = 0; i < 37; ++i) {
+        document_text(watched.document, std::string(100, 'x').c_str()); // 396 bytes are left
+    }
+    const std::string most(380, 'x');
+    document_printf(watched.document, "%s%s", most.c_str(), most.c_str());
+    document_printf(watched.document, "%sliteral text that is longer than the room that is left", most.c_str());
+    EXPECT_EQ(std::string(watched.behind, sizeof watched.behind), std::string(sizeof watched.behind, 'b'));
+}
+
 TEST(DocumentFormat, LeavesOutATextWithAnotherConversion) {
     metric_document document;
     document_printf(document, "kept %d,", 1);
     document_printf(document, "left out %x %d", 2u, 3);
     document_printf(document, "left out %.3s", "abc");
+    document_printf(document, "left out %lx", 5ul);
     document_printf(document, "kept %d", 4);
     EXPECT_EQ(std::string(document.buffer, document.used), "kept 1,kept 4");
 }

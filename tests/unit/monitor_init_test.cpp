@@ -86,6 +86,20 @@ TEST_P(MonitorInit, WritesItsCodeIntoTheStartMarkerLast) {
     }
 }
 
+TEST_P(MonitorInit, WritesItsStartMarkerWhenItsDocumentsStand) {
+    ASSERT_EQ(init(module), 1);
+    std::vector<std::string> expected;
+    for (const std::string& series : series_names) {
+        expected.push_back("rename " + temporary(series) + " " + published(series));
+    }
+    for (const std::string& read : row.reads_at_init) {
+        expected.insert(expected.end() - 3, "csman " + read);
+    }
+    expected.emplace_back("csman read_int 7 0x8015043e");
+    expected.push_back("csman write_int 7 0x8015043e " + std::to_string(row.start_marker));
+    EXPECT_EQ(world.calls_in_turn({"csman", "rename"}), expected);
+}
+
 TEST_P(MonitorInit, LeavesAStartMarkerOf99) {
     world.csman.set(start_marker, 99);
     ASSERT_EQ(init(module), 1);
