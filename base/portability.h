@@ -27,6 +27,25 @@ inline bool can_cancel_threads() {
 #endif
 }
 
+/// The signal that cancels a thread: the kernel's first real-time signal in glibc and uClibc, which both leave it out
+/// of every mask that a program sets, so that the kernel is asked directly. Their handlers do not ask whether
+/// cancellation is switched off; musl's does, and another signal is held there for nothing.
+struct cancel_signal_hold {
+    static constexpr size_t mask_bytes = size_t{(_NSIG - 1 + 63) / 64} * 8; // as the kernel counts: 16 on MIPS, else 8
+    static constexpr int cancel_signal = 32;
+
+    unsigned long before[mask_bytes / sizeof(unsigned long)];
+
+    void take() {
+        constexpr unsigned bit = cancel_signal - 1;
+        constexpr unsigned word_bits = 8 * sizeof(unsigned long);
+        unsigned long mask[mask_bytes / sizeof(unsigned long)] = {};
+        mask[bit / word_bits] = 1UL << bit % word_bits;
+        syscall(SYS_rt_sigprocmask, SIG_BLOCK, mask, before, mask_bytes);
+    }
+    void release() const { syscall(SYS_rt_sigprocmask, SIG_SETMASK, before, nullptr, mask_bytes); }
+};
+
 /// Process ids as the kernel knows them. getpid of glibc before 2.25 remembers its answer, also for a child of vfork,
 /// which shares the memory: its signals would then be taken for the daemon's.
 inline pid_t process_id() {

@@ -2,6 +2,8 @@
 #ifndef BASE_UNCANCELLABLE_H
 #define BASE_UNCANCELLABLE_H
 
+#include "base/portability.h"
+
 #include <pthread.h>
 
 /// A destructor that a forced unwind may pass must not be taken from a translation unit with exceptions, where it is
@@ -14,26 +16,27 @@ namespace dashboard {
 /// the heap: the process would hang or die of it. A cancellation that comes meanwhile takes effect at the end of the
 /// scope.
 ///
-/// Switching cancellation off is not enough. The canceller that found it on has sent a signal, and the handler of glibc
-/// and uClibc looks at the type alone when it arrives: of 30,000 cancellations of a thread that did little else, 2,154
-/// struck inside (tests/unit/uncancellable_test.cpp). The type alone would do for that signal, but leave every call
-/// that is a cancellation point. Both together lose none and cost no system call.
+/// Switching cancellation off is not enough. The canceller that found it on has sent a signal, or is about to, and the
+/// handler of glibc and uClibc looks at the type alone when it arrives: of 30,000 cancellations of a thread that did
+/// little else, 2,154 struck inside (tests/unit/uncancellable_test.cpp). Deferring the type as well stops those, but
+/// not for good: each call that is a cancellation point makes the type asynchronous while it lasts, and a thread on a
+/// busy machine died in one, with a file half written. So the signal itself waits, too.
 class uncancellable {
 public:
     uncancellable() {
+        signal.take();
         pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &state);
-        pthread_setcanceltype(PTHREAD_CANCEL_DEFERRED, &type);
     }
     always_inlined ~uncancellable() {
-        pthread_setcanceltype(type, nullptr);
         pthread_setcancelstate(state, nullptr);
+        signal.release();
     }
     uncancellable(const uncancellable&) = delete;
     uncancellable& operator=(const uncancellable&) = delete;
 
 private:
+    cancel_signal_hold signal;
     int state = PTHREAD_CANCEL_ENABLE;
-    int type = PTHREAD_CANCEL_ASYNCHRONOUS;
 };
 
 } // namespace dashboard

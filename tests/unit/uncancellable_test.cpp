@@ -5,8 +5,10 @@
 
 #include <gtest/gtest.h>
 
+#include <fstream>
 #include <pthread.h>
 #include <sched.h>
+#include <string>
 
 namespace dashboard::testing {
 namespace {
@@ -53,27 +55,34 @@ TEST(Uncancellable, IsNeverStruckInside) {
     EXPECT_EQ(struck, 0) << "of " << cancellations;
 }
 
-struct state_and_type {
+// Switched off or on; whether the cancelling signal is held.
+struct cancellation {
     int state = -1;
-    int type = -1;
+    bool signal_held = false;
 
-    state_and_type() {
+    cancellation() {
         pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &state);
         pthread_setcancelstate(state, nullptr);
-        pthread_setcanceltype(PTHREAD_CANCEL_DEFERRED, &type);
-        pthread_setcanceltype(type, nullptr);
+        std::ifstream status("/proc/thread-self/status");
+        for (std::string word; status >> word;) {
+            if (word == "SigBlk:" && status >> word) {
+                signal_held = (std::stoull(word.substr(word.size() - 16), nullptr, 16) >> 31 & 1) != 0;
+            }
+        }
     }
 };
 
-TEST(Uncancellable, LeavesStateAndTypeAsTheyWereAlsoInsideAnother) {
+TEST(Uncancellable, LeavesCancellationAsItWasAlsoInsideAnother) {
     {
         const uncancellable outer;
         { const uncancellable inner; }
-        EXPECT_EQ(state_and_type().state, PTHREAD_CANCEL_DISABLE);
-        EXPECT_EQ(state_and_type().type, PTHREAD_CANCEL_DEFERRED);
+        EXPECT_EQ(cancellation().state, PTHREAD_CANCEL_DISABLE);
+#if !defined(__mips__) // an emulator holds signals in its own way
+        EXPECT_TRUE(cancellation().signal_held);
+#endif
     }
-    EXPECT_EQ(state_and_type().state, PTHREAD_CANCEL_ENABLE);
-    EXPECT_EQ(state_and_type().type, PTHREAD_CANCEL_DEFERRED) << "what this thread began with";
+    EXPECT_EQ(cancellation().state, PTHREAD_CANCEL_ENABLE);
+    EXPECT_FALSE(cancellation().signal_held);
 }
 
 } // namespace
