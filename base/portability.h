@@ -36,14 +36,21 @@ struct cancel_signal_hold {
 
     unsigned long before[mask_bytes / sizeof(unsigned long)];
 
-    void take() {
+    void take() { change(SIG_BLOCK, before); }
+    void release() const { syscall(SYS_rt_sigprocmask, SIG_SETMASK, before, nullptr, mask_bytes); }
+
+    /// A new thread has its creator's mask. glibc takes the signal out of it; uClibc does not, and a thread that was
+    /// made inside a guard could never be cancelled.
+    static void admit() { change(SIG_UNBLOCK, nullptr); }
+
+private:
+    static void change(int how, unsigned long* old_mask) {
         constexpr unsigned bit = cancel_signal - 1;
         constexpr unsigned word_bits = 8 * sizeof(unsigned long);
         unsigned long mask[mask_bytes / sizeof(unsigned long)] = {};
         mask[bit / word_bits] = 1UL << bit % word_bits;
-        syscall(SYS_rt_sigprocmask, SIG_BLOCK, mask, before, mask_bytes);
+        syscall(SYS_rt_sigprocmask, how, mask, old_mask, mask_bytes);
     }
-    void release() const { syscall(SYS_rt_sigprocmask, SIG_SETMASK, before, nullptr, mask_bytes); }
 };
 
 /// Process ids as the kernel knows them. getpid of glibc before 2.25 remembers its answer, also for a child of vfork,

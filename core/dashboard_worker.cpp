@@ -9,6 +9,7 @@ namespace {
 void* run_worker(void* argument) {
     worker& w = *static_cast<worker*>(argument);
     pthread_detach(pthread_self());
+    cancel_signal_hold::admit(); // start_worker holds a lock
     pthread_setcanceltype(PTHREAD_CANCEL_ASYNCHRONOUS, nullptr);
     w.work();
     scoped_lock lock(w.life); // one that holds it may still cancel us

@@ -85,5 +85,14 @@ TEST(Uncancellable, LeavesCancellationAsItWasAlsoInsideAnother) {
     EXPECT_FALSE(cancellation().signal_held);
 }
 
+// uClibc's new threads begin with their creator's mask: one that was made inside a guard could not be cancelled.
+TEST(Uncancellable, SignalThatACreatorHoldsIsAdmitted) {
+    cancel_signal_hold held;
+    held.take();
+    cancel_signal_hold::admit();
+    EXPECT_FALSE(cancellation().signal_held);
+    held.release();
+}
+
 } // namespace
 } // namespace dashboard::testing
