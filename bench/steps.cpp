@@ -101,7 +101,7 @@ void format_element(benchmark::State& state) {
         benchmark::DoNotOptimize(document.buffer[0]);
     }
 }
-BENCHMARK(format_element_line);
+BENCHMARK(format_element);
 
 struct wide_sample {
     int32_t time;
