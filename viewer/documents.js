@@ -3,10 +3,9 @@
 // watch(file, period, on_reading) reads `file` every `period()` milliseconds and returns a function that ends it. Each
 // attempt calls on_reading with one of
 //   { state: 'ok', elements, salvaged, changed, modified, received }   times in milliseconds; modified NaN if not told
-//   { state: 'missing' | 'unreachable' | 'timeout' | 'status' | 'cut' | 'malformed', wait, count, since, status }
-// `count` is how often the file was malformed so far, `since` the monotonic time of the first failure in a row, `wait`
-// the milliseconds to the next attempt. A malformed document is `salvaged` (read line by line) when there is no good
-// picture, or none that is still fresh.
+//   { state: 'missing' | 'unreachable' | 'timeout' | 'status' | 'cut' | 'malformed', wait, count, status }
+// `count` is how often the file was malformed so far, `wait` the milliseconds to the next attempt. A malformed document
+// is `salvaged` (read line by line) when there is no good picture, or none that is still fresh.
 
 import { documents_folder, read_timeout, second_try, stale_after } from './site.js';
 import { parse_elements, read_by_line } from './parse.js';
@@ -77,7 +76,7 @@ export function make_documents(clock, on_clock_set) {
 
     function watch(file, period, on_reading) {
         const ended = new AbortController();
-        const state = { failures: 0, since: null, malformed: 0, good_at: -Infinity, last_text: null, wake: () => {} };
+        const state = { failures: 0, malformed: 0, good_at: -Infinity, last_text: null, wake: () => {} };
 
         function judge(result) {
             const now = performance.now();
@@ -94,10 +93,8 @@ export function make_documents(clock, on_clock_set) {
         function wait_after(result) {
             if (result.state === 'ok' || result.state === 'malformed') {
                 state.failures = 0;
-                state.since = null;
                 return period();
             }
-            state.since ??= performance.now();
             const patient = result.state === 'missing' ? patient_attempts : 0;
             const step = state.failures++ - patient;
             if (step < 0) return period();
@@ -110,7 +107,7 @@ export function make_documents(clock, on_clock_set) {
             if (readable) state.last_text = result.text;
             on_reading({
                 state: result.state, salvaged: result.salvaged, elements: readable ? result.elements : null, changed, wait,
-                modified: result.modified ?? NaN, received: performance.now(), count: state.malformed, since: state.since,
+                modified: result.modified ?? NaN, received: performance.now(), count: state.malformed,
                 status: result.status ?? 0,
             });
         }

@@ -28,10 +28,6 @@ const not_yet = {
 
 function trouble({ reading, file }) {
     const wait = Math.max(1, Math.round(reading.wait / 1000));
-    if (reading.state === 'missing') {
-        const seconds = Math.round((performance.now() - reading.since) / 1000);
-        return { text: document_trouble.missing(file, seconds), command: null };
-    }
     return { text: document_trouble[reading.state](file, wait, reading.status), command: null };
 }
 

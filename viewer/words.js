@@ -102,8 +102,8 @@ export function refused(status, word) {
 }
 
 export const document_trouble = {
-    missing: (file, seconds) => `${file} is not there since ${seconds} s: it was not published, or the server may not ` +
-        'read it (its user needs the group of /tmp/dashboard).',
+    missing: (file) => `${file} is not there: it was not published, or the server may not read it ` +
+        '(its user needs the group of /tmp/dashboard).',
     unreachable: (file, wait) => `No answer for ${file}; next try in ${wait} s.`,
     timeout: (file, wait) => `${file} took longer than 4 s; next try in ${wait} s.`,
     status: (file, wait, status) => `${file}: the server answered ${status}; next try in ${wait} s.`,

@@ -58,7 +58,7 @@ test('the moment without a file: tried again after 300 ms, and not worth a word'
 test('a file that stays away is named, with what may keep it away', async () => {
     const view = await wan();
     upset(view, Infinity, { status: 404 });
-    await view.has_text('wan_traffic_sec_0.xml is not there since');
+    await view.has_text('wan_traffic_sec_0.xml is not there: it was not published');
     await view.has_text('the server may not read it');
     view.server.behave = () => null;
     await view.is_state('live');
