@@ -55,7 +55,7 @@ int32_t call_counter = 3;
 constexpr monitor_description about = {
     "dashboard_current",
     "current_traffic_init",
-    "current_traffic_loop",
+    nullptr, // rolls nothing up
     xml_span{1},
     start_marker{}, // none is written
     {

@@ -41,7 +41,7 @@ struct start_marker {
 struct monitor_description {
     const char* source; // source name, also for the command runner
     const char* init;   // name of the init step
-    const char* loop;   // name of the loop step
+    const char* loop;   // name of the loop step, for a minute or an hour without samples
     xml_span span;
     start_marker marker;
     document_names documents[series_ids];

@@ -2,6 +2,10 @@
 #include "tests/unit/framed_monitors.h"
 
 #include "tests/support/items.h"
+#include "tests/unit/kept_store.h"
+
+#include <cerrno>
+#include <sys/mman.h>
 
 namespace dashboard::testing {
 namespace {
@@ -171,6 +175,17 @@ TEST_P(MonitorInit, TermFreesTheStoreAndUnlinksTwoLiteralNames) {
     EXPECT_EQ(world.list("/tmp/dashboard").size(), 3u);
     EXPECT_EQ(world.list("/usr/www").size(), odd_links() ? 2u : 3u);
     EXPECT_EQ(loop(module, 1), 0);
+}
+
+TEST_P(MonitorInit, TermGivesTheStoresMemoryBack) {
+    begin();
+    void* const block = world_newest_block(static_cast<size_t>(row.store_bytes));
+    ASSERT_NE(block, nullptr);
+    unsigned char residence = 0;
+    EXPECT_EQ(mincore(block, 1, &residence), 0) << "it is there";
+    EXPECT_EQ(term(module), 1);
+    EXPECT_NE(mincore(block, 1, &residence), 0);
+    EXPECT_EQ(errno, ENOMEM) << "nothing is mapped there any more";
 }
 
 TEST_P(MonitorInit, TermUnlinksAFileOfThatLiteralNameOnly) {
