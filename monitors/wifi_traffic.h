@@ -84,6 +84,7 @@ private:
     inline static wifi_store* store = nullptr;
     inline static char pattern[pattern_size] = {}; // how the band's VAPs are named; empty while not known
 
+    /// A name that cannot be read leaves the band unnamed, also where it had one.
     static void resolve_pattern(int handle) {
         read_csman(handle, band.main_interface.id, pattern, pattern_size, csman_type_string);
         if (strncmp(pattern, "ra0", pattern_size) == 0) {
@@ -93,11 +94,6 @@ private:
         } else {
             pattern[0] = '\0';
         }
-    }
-
-    static void set_up(int handle) {
-        pattern[0] = '\0';
-        resolve_pattern(handle);
     }
 
     struct vap_name {
@@ -147,7 +143,7 @@ private:
 
 public:
     static constexpr monitor_cb monitor =
-        framed_monitor<store, band.about, set_up, get_wifi_traffic_item, band.elements>(check, data_export);
+        framed_monitor<store, band.about, resolve_pattern, get_wifi_traffic_item, band.elements>(check, data_export);
 };
 
 } // namespace dashboard

@@ -122,6 +122,14 @@ TEST_F(LanBridges, ThatGoAwayAreReportedEverySecondAndShowZero) {
                         traffic_at(t0 + 2, {{3, 1, 1}})});
 }
 
+TEST_F(LanBridges, TheLastOfWhichIsGoneStillGiveASample) {
+    interfaces({{"br0", 10, 20}, {"br2", 1, 1}});
+    ASSERT_EQ(init_it(), 1);
+    alive({"br0"});
+    ASSERT_EQ(loop_it(), 1);
+    expect_sec({1, 3}, {traffic_at(t0, {{1, 20, 10}})});
+}
+
 TEST_F(LanBridges, AreLookedForAfreshByInit) {
     interfaces({{"br0", 10, 20}, {"br1", 1, 1}});
     ASSERT_EQ(init_it(), 1);
