@@ -39,7 +39,6 @@ void scan_with_care(text_cursor& text, scanned_number& number) {
     std::from_chars_result digits{};
     ptrdiff_t length = 0; // counted, since getting more may move what is there, even where there is no more
     do {
-        number.magnitude = 0;
         digits = std::from_chars(text.at, text.end, number.magnitude);
         length = digits.ptr - text.at;
     } while (digits.ptr == text.end && text.refill());

@@ -49,6 +49,21 @@ TEST_F(BondCheck, AnInactiveBondThatIsSwitchedOnIsStartedAndPublishedEmpty) {
     EXPECT_FALSE(world.csman.has(start_marker));
 }
 
+TEST_F(BondCheck, ABondThatBeganWithAnotherValueIsFollowedAndNotStoppedBeforeItIsUp) {
+    enable(0, 2);
+    ASSERT_EQ(init(module), 1);
+    expect_published(file(0), document(0, "", {}, {}));
+    enable(0, 0);
+    ASSERT_EQ(check(module), 1);
+    EXPECT_THAT(world.messages(), IsEmpty());
+    EXPECT_TRUE(world.exists(file(0)));
+    slaves(0, "0:eth0\n");
+    ASSERT_EQ(check(module), 1);
+    enable(0, 0);
+    ASSERT_EQ(check(module), 1);
+    EXPECT_THAT(world.messages(), ElementsAre("log[bond_traffic_check]: dashboard-bond0 stop"));
+}
+
 TEST_F(BondCheck, AnInactiveBondStaysSoWithAnyOtherValue) {
     ASSERT_EQ(init(module), 1);
     slaves(0, "0:eth0");

@@ -5,12 +5,14 @@
 #include "base/wall_clock.h"
 #include "core/dashboard_flags.h"
 #include "tests/unit/heard_messages.h"
+#include "tests/unit/open_descriptors.h"
 #include "tests/unit/own_process.h"
 
 #include <gmock/gmock.h>
 
 #include <cerrno>
 #include <pthread.h>
+#include <sys/wait.h>
 
 namespace dashboard::testing {
 namespace {
@@ -59,6 +61,18 @@ TEST_F(Query, HasNothingBeforeTheFirstMeasurement) {
         cpu_info info{-9, -8, {-7, -6, -5, -4}};
         EXPECT_EQ(query_cpu_info(&info), 0);
         EXPECT_THAT(fields(info), ElementsAre(-9, -8, -7, -6, -5, -4));
+    });
+}
+
+TEST_F(Query, LeavesNothingOpen) {
+    in_own_process([this] {
+        world.mpstat({"90.10", "80.20", "70.30", "0.00", "100.00"});
+        measure();
+        const int before = open_descriptors();
+        measure();
+        EXPECT_EQ(open_descriptors(), before);
+        EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "a child is left";
+        EXPECT_EQ(errno, ECHILD);
     });
 }
 
@@ -246,7 +260,8 @@ TEST_F(CpuLine, ThatIsIncompleteTellsHowFarItWent) {
         int count;
     };
     for (const incomplete& one : {
-             incomplete{"Average:", -1},
+             incomplete{"", -1},
+             {"Average:", -1},
              {"Average: all", 1},
              {"Average: abcde 1.0 1.0", 1},
              {"Average: all 1", 2},
