@@ -1,15 +1,15 @@
 # A box that is looked at by a script: boots it, talks to its shell over its serial port and to its web server, and ends it
-# with the script. Read by router/check and router/measure, which set `port`, and `limit`, the seconds that all may take.
+# with the script. Read by router/check and router/measure, which set `port`; `limit`, the seconds that all may take; and
+# `box`, the folder of what is booted.
 # shellcheck shell=bash
 
-: "${root:?}" "${port:?}" "${limit:?}"
-readonly address=http://127.0.0.1:$port
-
-# What the page sends for all of its graphs.
-readonly request='cpu=1&mem=1&wan=1&bond=1&lan=1&wifi24=1&wifi5=1&ap=1&allap=1&current=1&sim=1'
+: "${root:?}" "${port:?}" "${limit:?}" "${box:?}"
 
 folder=$(mktemp -d)
 machine=
+
+# shellcheck source=router/web.sh
+source "$root/router/web.sh"
 
 finish() {
     local status=$?
@@ -38,7 +38,7 @@ boot() {
     # Both ends stay open here, so that neither side sees an end.
     exec {console_in}<>"$folder/serial.in" {console_out}<>"$folder/serial.out"
     cat <&"$console_out" >"$folder/console" &
-    nice -n 5 "$root/router/boot" "$root/build/router/box" 64 "$port" router.traffic=known -serial "pipe:$folder/serial" &
+    nice -n 5 "$root/router/boot" "$box" 64 "$port" router.traffic=known -serial "pipe:$folder/serial" &
     machine=$!
 }
 
@@ -74,22 +74,4 @@ at_console() {
         sleep 0.5
     done
     tr -d '\r' <"$folder/console" | sed -n "/^begin-$mark\$/,/^end-$mark\$/p" | sed '1d;$d'
-}
-
-# ---- Its web server
-
-# Asks for all graphs, as the page does. Its requests last a minute.
-ask_for_graphs() {
-    ((SECONDS >= asked + 20)) || return 0
-    curl -sS --fail --max-time 20 -o "$folder/answer" -H 'X-Requested-With: dashboard-viewer' \
-        -H 'Sec-Fetch-Site: same-origin' --data "$request" "$address/cgi-bin/viewer" || return 1
-    asked=$SECONDS
-}
-asked=-60
-
-fetch() {
-    curl -sS --fail --max-time 20 -o "$folder/$1.xml.new" "$address/$1.xml" 2>/dev/null || return 1
-    # A document may be replaced while it is sent.
-    grep -q '</datalist>' "$folder/$1.xml.new" || return 1
-    mv "$folder/$1.xml.new" "$folder/documents/$1.xml"
 }
