@@ -12,6 +12,7 @@
 #include "core/deadline.h"
 #include "platform/utils.h"
 #include "probes/dashboard_sysinfo.h"
+#include "probes/tool_end.h"
 
 #include <cstring>
 #include <ctime>
@@ -96,6 +97,7 @@ void shut_down() {
     g_mutex.destroy();
     close_configuration();
     end_if_told();
+    end_tools();
 }
 
 } // namespace

@@ -5,6 +5,7 @@
 #include "base/portability.h"
 #include "core/dashboard_flags.h"
 #include "core/deadline.h"
+#include "probes/tool_end.h"
 
 #include <atomic>
 #include <cerrno>
@@ -54,6 +55,7 @@ bool ends_process(int signal_number) {
     closelog();
     close_pid_file();
     close_configuration();
+    end_tools();
     exit(-1);
 }
 

@@ -1,5 +1,7 @@
 #include "core/deadline.h"
 
+#include "probes/tool_end.h"
+
 #include <atomic>
 #include <csignal>
 #include <sys/time.h>
@@ -19,6 +21,7 @@ struct sigaction action_before {};
 bool blocked_before = false;
 
 void end_now(int /*signal_number*/) {
+    end_tools();
     _exit(ended_by_signal ? signal_exit_status : 0);
 }
 

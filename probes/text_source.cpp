@@ -61,6 +61,9 @@ bool text_cursor::refill() {
     do {
         got = read(further->fd, place, room);
     } while (got < 0 && errno == EINTR);
+    if (got <= 0 && further->at_end != nullptr) {
+        further->at_end();
+    }
     if (got <= 0) {
         return false;
     }

@@ -47,6 +47,7 @@ struct text_source : text_cursor {
     /// Of a pipe: read when its writer has ended, or has had a second's time, rather than with every line it writes. A
     /// writer that turns out to have much to say is read as it writes.
     bool patient = false;
+    void (*at_end)() = nullptr; // called when the end is met
     /// Left as it comes: pages that no line reaches are never touched.
     char buffer[capacity + 1];
 

@@ -11,6 +11,7 @@ namespace dashboard {
 /// A running command and what it prints. Open it, read `text` to its end or as far as wanted, close it.
 struct tool_output {
     FILE* pipe = nullptr;
+    int place = 0; // see tool_end.h
     text_source text;
 };
 
