@@ -1,5 +1,5 @@
-// Long lives, in virtual time: every module switched and asked for at random, and the quiet life of a router. Minutes
-// and hours of them by default; tests/soak/virtual lives longer ones.
+// Long lives, in virtual time: every module switched and asked for at random, and the quiet life of a router. Some
+// minutes and an hour by default; tests/soak/virtual lives longer ones.
 #include "tests/daemon/module_fixture.h"
 #include "tests/models/router.h"
 #include "tests/support/files.h"
@@ -157,7 +157,7 @@ protected:
 };
 
 TEST_F(LongLife, OfEverythingAtRandomIsWhatTheModelsSay) {
-    const int64_t end = first_cycle + chosen("DASHBOARD_LIFE_MINUTES", 20) * 60;
+    const int64_t end = first_cycle + chosen("DASHBOARD_LIFE_MINUTES", 6) * 60;
     std::mt19937 chance(20);
     const auto one_of = [&chance](int many) { return static_cast<int>(chance() % static_cast<unsigned>(many)); };
     start();
@@ -181,7 +181,7 @@ TEST_F(LongLife, OfEverythingAtRandomIsWhatTheModelsSay) {
 
 // All on, nobody looks, once a day somebody does. The clock leaves out most of the seconds of each minute.
 TEST_F(LongLife, OfAQuietRouterIsWhatTheModelsSay) {
-    const int64_t hours = chosen("DASHBOARD_LIFE_HOURS", 3);
+    const int64_t hours = chosen("DASHBOARD_LIFE_HOURS", 1);
     resources before{};
     start();
     pass(130);
