@@ -52,12 +52,12 @@ void add_refusal(const refusal& why, text_buffer& out) {
 
 } // namespace
 
-void add_router_here(exposition_format format, bool renew, text_buffer& out) {
+void add_router_here(exposition_format format, bool renew, bool served, text_buffer& out) {
     static router_readings readings;
     router_facts facts;
     document_folder folder = {published_folder, tries_of_a_scrape};
     const int store = look_at_router(facts);
-    read_refusals(facts.refused);
+    facts.refusals_known = served && read_refusals(facts.refused);
     read_documents(source_of(folder), facts.now, facts.bond_configured, readings);
     facts.renewal = renew;
     if (renew && store >= 0) {
@@ -79,7 +79,7 @@ void add_answer(text_buffer& out) {
     }
     const exposition_format format = format_for(head.accept);
     add_headers(format, out);
-    add_router_here(format, is_switched_on("DASHBOARD_METRICS_RENEW"), out);
+    add_router_here(format, is_switched_on("DASHBOARD_METRICS_RENEW"), true, out);
 }
 
 } // namespace dashboard

@@ -8,7 +8,8 @@
 namespace dashboard {
 
 /// Reads everything of this router and adds its metrics; with `renew`, asks the daemon to publish for the next scrape.
-void add_router_here(exposition_format format, bool renew, text_buffer& out);
+/// Refusals are known behind a web server alone.
+void add_router_here(exposition_format format, bool renew, bool served, text_buffer& out);
 
 /// Answers the request that the web server describes in the environment, headers and all. A refusal is counted.
 void add_answer(text_buffer& out);

@@ -48,7 +48,7 @@ void add_facts(sample_lines& lines, const router_facts& facts) {
     }
     add_flag(lines, metric_id::view_renewal_enabled, facts.renewal);
     add_modules(lines, metric_id::view_renewed, facts.renewed);
-    for (size_t i = 0; i < refusal_total; ++i) {
+    for (size_t i = 0; i < refusal_total && facts.refusals_known; ++i) {
         lines.begin(metric_id::requests_refused);
         lines.label("reason", refusal_words[i]);
         lines.value(facts.refused[i]);

@@ -29,6 +29,7 @@ struct router_facts {
     bool bond_configured[bond_total];
     bool renewal; // viewer requests are renewed
     bool renewed[module_total];
+    bool refusals_known; // behind a web server, and where they can be counted
     uint64_t refused[refusal_total];
     int64_t started; // monotonic clock at the start of the scrape, nanoseconds; 0: its duration is left out
 };

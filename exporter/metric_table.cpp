@@ -52,7 +52,7 @@ const metric_row metric_table[metric_total] = {
      "Whether this scrape renewed the module's viewer request."},
     {"dashboard_requests_refused_total", metric_type::counter, "",
      "`reason`: method, path, query, origin, address, length", 6,
-     "Requests that this program refused since the router was started."},
+     "Requests that this program refused since the router was started; left out where they cannot be counted."},
     {"dashboard_document_readable", metric_type::gauge, "", documents, 140,
      "Whether the document is there, may be read and is whole."},
     {"dashboard_document_age_seconds", metric_type::gauge, "seconds", documents, 140,

@@ -55,7 +55,7 @@ int print_once(int count, char** words) {
             return wrong_command;
         }
     }
-    add_router_here(format, renew, out);
+    add_router_here(format, renew, false, out);
     return send(out);
 }
 

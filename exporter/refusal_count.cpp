@@ -10,8 +10,8 @@ namespace dashboard {
 namespace {
 
 /// Somebody else may have put a file of this name there: only a plain one of this user's own is taken.
-int open_counts(int flags) {
-    const int file = open(refusal_file, flags | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0600);
+int open_counts() {
+    const int file = open(refusal_file, O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0600);
     struct stat about = {};
     if (file >= 0 &&
         (fstat(file, &about) != 0 || !S_ISREG(about.st_mode) || about.st_uid != geteuid() || about.st_nlink != 1)) {
@@ -30,7 +30,7 @@ void read_counts(int file, uint64_t (&counts)[refusal_total]) {
 } // namespace
 
 void count_refusal(const char* word) {
-    const int file = open_counts(O_RDWR | O_CREAT);
+    const int file = open_counts();
     if (file < 0) {
         return;
     }
@@ -49,13 +49,15 @@ void count_refusal(const char* word) {
     close(file);
 }
 
-void read_refusals(uint64_t (&counts)[refusal_total]) {
+bool read_refusals(uint64_t (&counts)[refusal_total]) {
     memset(counts, 0, sizeof counts);
-    const int file = open_counts(O_RDONLY);
-    if (file >= 0) {
-        read_counts(file, counts);
-        close(file);
+    const int file = open_counts();
+    if (file < 0) {
+        return false;
     }
+    read_counts(file, counts);
+    close(file);
+    return true;
 }
 
 } // namespace dashboard

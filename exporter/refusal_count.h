@@ -15,8 +15,8 @@ constexpr char refusal_file[] = "/tmp/dashboard-metrics.refused";
 /// Counts one refusal by its word. What cannot be written is not counted.
 void count_refusal(const char* word);
 
-/// The counts so far; zeros where there is no file, or where it is not this user's own.
-void read_refusals(uint64_t (&counts)[refusal_total]);
+/// The counts so far. False where none can be kept: the folder is read-only, or the file is not this user's own.
+bool read_refusals(uint64_t (&counts)[refusal_total]);
 
 } // namespace dashboard
 

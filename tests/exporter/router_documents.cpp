@@ -184,6 +184,7 @@ router_facts good_facts() {
     facts.daemon_uptime = 86000;
     facts.store_readable = true;
     facts.enabled = true;
+    facts.refusals_known = true;
     for (bool& on : facts.module_enabled) {
         on = true;
     }

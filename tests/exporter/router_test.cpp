@@ -69,7 +69,7 @@ protected:
 
     samples said(bool renew = false) {
         text_buffer out;
-        add_router_here(exposition_format::prometheus, renew, out);
+        add_router_here(exposition_format::prometheus, renew, true, out);
         return samples_of(std::string(out.view()));
     }
 
@@ -260,7 +260,7 @@ TEST_F(Router, CountsInNobodyElsesFile) {
     world.link("/tmp/dashboard/somebodys", refusal_file);
     answered({{"REQUEST_METHOD", "POST"}});
     EXPECT_EQ(world.read("/tmp/dashboard/somebodys"), "text");
-    EXPECT_THAT(said(), Contains(Pair("dashboard_requests_refused_total{reason=\"method\"}", "0")));
+    EXPECT_THAT(said(), Not(Contains(Key("dashboard_requests_refused_total{reason=\"method\"}"))));
 }
 
 } // namespace

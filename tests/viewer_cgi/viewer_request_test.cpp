@@ -117,7 +117,7 @@ TEST(ViewerBody, EveryNameInItsRange) {
         for (const int32_t number : {1, module.largest}) {
             graph_request request = {};
             EXPECT_EQ(parse_body(name + '=' + std::to_string(number), request), nullptr) << name << number;
-            for (int32_t other = 0; other < module_total; ++other) {
+            for (size_t other = 0; other < module_total; ++other) {
                 EXPECT_EQ(request.number[other], other == index ? number : 0);
             }
             EXPECT_EQ(request.enable, -1);
