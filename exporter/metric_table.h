@@ -52,9 +52,9 @@ enum class metric_type : uint8_t { gauge, counter, info };
 struct metric_row {
     const char* name; // of its samples
     metric_type type;
+    int most;           // series at the daemon's limits
     const char* unit;   // the last word of its family's name, where that is a unit; else empty
     const char* labels; // with their values, for people
-    int most;           // series at the daemon's limits
     const char* help;
 };
 

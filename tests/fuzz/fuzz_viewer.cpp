@@ -12,7 +12,7 @@ namespace {
 
 constexpr size_t head_parts = 8;
 
-std::string name_of(int32_t index) {
+std::string name_of(size_t index) {
     return std::string(module_table[index].items);
 }
 
@@ -61,7 +61,8 @@ void check_body(const std::string& body) {
         require(std::to_string(request.number[index]) == expected, "numbers are taken as given");
     }
     const auto enable = settings.find("enable");
-    require(request.enable < 0 ? enable == settings.end() : enable->second == name_of(request.enable),
+    require(request.enable < 0 ? enable == settings.end()
+                               : enable->second == name_of(static_cast<size_t>(request.enable)),
             "and so is the module to be switched on");
 }
 
