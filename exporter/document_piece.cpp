@@ -27,6 +27,19 @@ std::string_view take_line(std::string_view& lines) {
     return line;
 }
 
+/// Where the last line starts that begins as a time does; npos when there is none but at the very beginning, where a
+/// document has its head. Two of its letters are looked at before the rest is compared.
+size_t last_time_in(std::string_view text) {
+    for (size_t at = text.size(); at > time_start.size(); --at) {
+        const size_t start = at - time_start.size();
+        if (text[start + 5] == 't' && text[start + 4] == '<' && text[start - 1] == '\n' &&
+            head_of(behind(text, start), time_start.size()) == time_start) {
+            return start;
+        }
+    }
+    return std::string_view::npos;
+}
+
 /// Milliseconds to 32 bits of seconds, as the daemon keeps them.
 bool parse_time(std::string_view line, int32_t& time) {
     if (!stops_with(line, time_end)) {
@@ -53,17 +66,23 @@ document_fault check_piece(const document_piece& piece) {
         return document_fault::malformed;
     }
     const std::string_view end = end_of(piece);
-    const size_t first_end = end.find(document_tail);
-    if (first_end == std::string_view::npos || !stops_with(end, document_tail)) {
+    if (!stops_with(end, document_tail)) {
         return document_fault::cut;
     }
-    // The rest of an older document may follow behind the end of a newer one.
-    return first_end + document_tail.size() == end.size() ? document_fault::none : document_fault::cut;
+    // The rest of an older document may follow behind the end of a newer one. Elements are indented, so only lines that
+    // are not are looked at.
+    const size_t last = end.size() - document_tail.size();
+    for (size_t at = end.find('\n'); at != std::string_view::npos && at + 1 < last; at = end.find('\n', at + 1)) {
+        if (end[at + 1] == '<' && starts_with(behind(end, at + 1), document_tail)) {
+            return document_fault::cut;
+        }
+    }
+    return document_fault::none;
 }
 
 document_fault find_newest(const document_piece& piece, newest_sample& sample) {
     const std::string_view end = end_of(piece);
-    const size_t start = end.rfind(time_start);
+    const size_t start = last_time_in(end);
     sample = {};
     if (start == std::string_view::npos) {
         // A sample that is longer than any of the daemon's.

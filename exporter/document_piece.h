@@ -15,6 +15,8 @@ enum class document_fault : uint8_t { none, missing, denied, empty, cut, malform
 constexpr size_t longest_end = 65536;
 /// The longest sample of the others: 16 WANs take 2,300 bytes.
 constexpr size_t longest_sample = 4096;
+/// One access point's: 16 counters of at most 54 bytes a line.
+constexpr size_t longest_ap_sample = 1024;
 
 /// Beginning and end of a file. Where it is short, the end is all of it.
 struct document_piece {
@@ -33,7 +35,7 @@ struct newest_sample {
     std::string_view lines; // what follows its time, up to the end of the document
 };
 
-/// Whether the piece is of a document that is whole: it begins and ends as one does, and ends once.
+/// Whether the piece is of a document that is whole: it begins and ends as one does, and no other line is its last.
 document_fault check_piece(const document_piece& piece);
 
 /// Finds the newest sample in a piece that was checked.

@@ -5,11 +5,8 @@ namespace dashboard {
 namespace {
 
 void begin_document(sample_lines& lines, metric_id id, size_t place) {
-    char file[40];
-    char label[40];
-    document_name(place, file, label);
     lines.begin(id);
-    lines.label("document", label);
+    lines.label("document", document_label(place).view());
 }
 
 } // namespace

@@ -1,6 +1,5 @@
 #include "exporter/router_readings.h"
 
-#include <cstdio>
 #include <cstring>
 
 namespace dashboard {
@@ -53,15 +52,20 @@ void take_current(const document_piece& piece, int64_t now, router_readings& rea
     }
 }
 
+/// How much of its end is looked at.
+size_t end_of_document(size_t place) {
+    if (place >= first_ap_document) {
+        return longest_ap_sample;
+    }
+    return place == current_document ? longest_end : longest_sample;
+}
+
 void read_document(const document_source& source, size_t place, int64_t now, router_readings& readings,
                    document_piece& piece) {
     document_reading& document = readings.documents[place];
-    char file[40];
-    char label[40];
-    document_name(place, file, label);
     document.listed = true;
     document.stale = true;
-    document.fault = source.read(source.context, file, place == current_document ? longest_end : longest_sample, piece);
+    document.fault = source.read(source.context, document_file(place).text(), end_of_document(place), piece);
     if (document.fault != document_fault::none) {
         return;
     }
@@ -78,17 +82,26 @@ void read_document(const document_source& source, size_t place, int64_t now, rou
 
 } // namespace
 
-void document_name(size_t place, char (&file)[40], char (&label)[40]) {
-    if (place >= first_bond_document) {
-        const bool is_ap = place >= first_ap_document;
-        const char* const stem = is_ap ? "aptraffic" : "bond_traffic";
-        const int number = static_cast<int>(place - (is_ap ? first_ap_document : first_bond_document));
-        snprintf(file, sizeof file, "%s_sec_%d.xml", stem, number);
-        snprintf(label, sizeof label, "%s_%d", stem, number);
-        return;
+short_text document_label(size_t place) {
+    short_text label;
+    if (place < first_bond_document) {
+        return label << fixed_stems[place];
     }
-    snprintf(file, sizeof file, place == allap_document ? "%s_sec.xml" : "%s_sec_0.xml", fixed_stems[place]);
-    snprintf(label, sizeof label, "%s", fixed_stems[place]);
+    if (place < first_ap_document) {
+        return label << "bond_traffic_" << static_cast<uint32_t>(place - first_bond_document);
+    }
+    return label << "aptraffic_" << static_cast<uint32_t>(place - first_ap_document);
+}
+
+short_text document_file(size_t place) {
+    short_text file;
+    if (place < first_bond_document) {
+        return file << fixed_stems[place] << (place == allap_document ? "_sec.xml" : "_sec_0.xml");
+    }
+    if (place < first_ap_document) {
+        return file << "bond_traffic_sec_" << static_cast<uint32_t>(place - first_bond_document) << ".xml";
+    }
+    return file << "aptraffic_sec_" << static_cast<uint32_t>(place - first_ap_document) << ".xml";
 }
 
 void read_documents(const document_source& source, int64_t now, const bool (&bond_configured)[bond_total],

@@ -4,6 +4,7 @@
 
 #include "beside/module_names.h"
 #include "exporter/document_piece.h"
+#include "exporter/short_text.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -129,8 +130,9 @@ struct document_source {
 /// Seconds for which a document counts as fresh after its newest sample.
 constexpr int64_t fresh_for = 10;
 
-/// The file name of a document, and what metrics call it.
-void document_name(size_t place, char (&file)[40], char (&label)[40]);
+/// What metrics call a document, and the name of its file.
+short_text document_label(size_t place);
+short_text document_file(size_t place);
 
 /// Reads every document. `now` is the router's clock; a bond that is configured is spoken of even without a document.
 /// Values are taken from documents that are fresh alone.

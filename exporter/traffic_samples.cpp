@@ -1,7 +1,5 @@
 #include "exporter/sample_groups.h"
 
-#include <cstdio>
-
 namespace dashboard {
 
 namespace {
@@ -9,33 +7,27 @@ namespace {
 constexpr const char* way_texts[] = {"receive", "transmit"};
 
 /// What the label says of interface number `index` of a kind.
-void interface_name(traffic_kind kind, unsigned index, char (&name)[24]) {
+short_text interface_name(traffic_kind kind, unsigned index) {
+    short_text name;
     switch (kind) {
     case traffic_kind::wan:
-        snprintf(name, sizeof name, "wan%u", index + 1);
-        break;
+        return name << "wan" << index + 1;
     case traffic_kind::lan:
-        snprintf(name, sizeof name, "br%u", index);
-        break;
+        return name << "br" << index;
     case traffic_kind::wifi_24:
     case traffic_kind::wifi_50:
-        snprintf(name, sizeof name, "vap%u", index + 1);
-        break;
+        return name << "vap" << index + 1;
     case traffic_kind::bond:
-        snprintf(name, sizeof name, "bond%u", index);
-        break;
+        return name << "bond" << index;
     case traffic_kind::bond_slave:
-        snprintf(name, sizeof name, "bond%u_slave%u", index / unsigned{slaves_of_bond},
-                 index % unsigned{slaves_of_bond});
-        break;
+        return name << "bond" << index / unsigned{slaves_of_bond} << "_slave" << index % unsigned{slaves_of_bond};
     case traffic_kind::ap:
-        snprintf(name, sizeof name, "ap%u", index);
-        break;
+        return name << "ap" << index;
     case traffic_kind::ap_vap_24:
     case traffic_kind::ap_vap_50:
-        snprintf(name, sizeof name, "ap%u_vap%u", index / unsigned{vaps_of_band}, index % unsigned{vaps_of_band} + 1);
-        break;
+        return name << "ap" << index / unsigned{vaps_of_band} << "_vap" << index % unsigned{vaps_of_band} + 1;
     }
+    return name;
 }
 
 bool is_known(const traffic_reading& reading) {
@@ -48,7 +40,7 @@ bool has_counted(const traffic_reading& reading) {
            (reading.known[transmit] && reading.bytes[transmit] != 0);
 }
 
-void add_way(sample_lines& lines, const char* kind, const char* name, const char* way, uint64_t bytes) {
+void add_way(sample_lines& lines, const char* kind, std::string_view name, const char* way, uint64_t bytes) {
     lines.begin(metric_id::traffic);
     lines.label("kind", kind);
     lines.label("interface", name);
@@ -61,15 +53,14 @@ void add_counters(sample_lines& lines, traffic_kind kind, unsigned index, const 
     if (!is_known(reading) || (row.zero_is_down && !has_counted(reading))) {
         return;
     }
-    char name[24];
-    interface_name(kind, index, name);
+    const short_text name = interface_name(kind, index);
     if (!row.has_ways) {
-        add_way(lines, row.kind, name, "both", reading.bytes[both]);
+        add_way(lines, row.kind, name.view(), "both", reading.bytes[both]);
         return;
     }
     for (const traffic_way way : {receive, transmit}) {
         if (reading.known[way]) {
-            add_way(lines, row.kind, name, way_texts[way], reading.bytes[way]);
+            add_way(lines, row.kind, name.view(), way_texts[way], reading.bytes[way]);
         }
     }
 }
@@ -91,11 +82,9 @@ void add_interface_up(sample_lines& lines, traffic_kind kind, unsigned index, co
     if (!is_known(reading) || !row.zero_is_down) {
         return;
     }
-    char name[24];
-    interface_name(kind, index, name);
     lines.begin(metric_id::interface_up);
     lines.label("kind", row.kind);
-    lines.label("interface", name);
+    lines.label("interface", interface_name(kind, index).view());
     lines.value(has_counted(reading) ? 1 : 0);
 }
 

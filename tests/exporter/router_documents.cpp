@@ -64,12 +64,16 @@ std::string sample_lines_of(int64_t time, const element_list& elements) {
     return lines;
 }
 
-void router_documents::put(const std::string& name, const element_list& newest, int64_t time) {
-    element_list older = newest;
-    for (auto& [element, text] : older) {
-        text = "1"; // whoever reads this one shows it
+void router_documents::put(const std::string& name, const element_list& elements, int64_t time) {
+    element_list before = elements;
+    for (auto& [element, text] : before) {
+        text = std::string(text.size(), '1'); // whoever reads this one shows it
     }
-    files[name] = {document_of(sample_lines_of(time - 1, older) + sample_lines_of(time, newest)), time};
+    std::string lines;
+    for (int64_t back = older; back > 0; --back) {
+        lines += sample_lines_of(time - back, before);
+    }
+    files[name] = {document_of(lines + sample_lines_of(time, elements)), time};
 }
 
 void router_documents::put_file(const std::string& path) {
@@ -135,7 +139,7 @@ void router_documents::put_limits(uint64_t first) {
     put("lan_traffic_sec_0.xml", lan);
     put("aptraffic_allap_sec.xml", allap);
     put("sim_strquality_sec_0.xml", sim);
-    files["current_traffic_sec_0.xml"] = {document_of(largest_current_lines(first)), router_now - 1};
+    files["current_traffic_sec_0.xml"] = {document_of(largest_current_lines(first)), newest};
     for (const char* band : {"24", "50"}) {
         element_list vaps = {{std::string("wifi_") + band + "_txrx", next()}};
         for (unsigned v = 1; v <= 8; ++v) {

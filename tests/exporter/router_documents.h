@@ -31,9 +31,12 @@ class router_documents {
 public:
     std::map<std::string, written_document> files;
     std::map<std::string, document_fault> faults; // what a read of a name answers instead
+    int64_t newest = router_now - 1;              // time of the newest samples, if nothing else is said
+    int older = 1;                                // samples before it
 
-    // Puts a document with one older sample and this newest one.
-    void put(const std::string& name, const element_list& newest, int64_t time = router_now - 1);
+    // Puts a document with the older samples, and this newest one.
+    void put(const std::string& name, const element_list& elements, int64_t time);
+    void put(const std::string& name, const element_list& elements) { put(name, elements, newest); }
     // Every document that the daemon can publish, at its limits; `first` is the least value of a counter.
     void put_limits(uint64_t first);
     // The samples of docs/samples, as fresh as their times make them.

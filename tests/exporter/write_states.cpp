@@ -1,8 +1,11 @@
 // Writes what the exporter says in several states of a router, as files STATE.prom and STATE.om in a folder: for the
-// parsers of others. check-exposition runs it.
+// parsers of others. check-exposition runs it. With a clock: the documents of a router at its limits, for
+// bench/scrapes.
 #include "router_documents.h"
 
 #include <cstdio>
+#include <cstdlib>
+#include <cstring>
 #include <fstream>
 
 namespace dashboard::testing {
@@ -57,12 +60,33 @@ void write_all(const std::string& folder) {
     write_state(folder + "/hostile", hostile, facts);
 }
 
+// The documents of a router at its limits, with samples of this clock; of the access points one is fresh, or all are.
+void write_limits(const std::string& folder, int64_t clock, bool all_fresh) {
+    router_documents documents;
+    documents.newest = clock;
+    documents.older = 59;
+    documents.put_limits(222222222121);
+    router_documents old;
+    old.newest = clock - 600;
+    old.older = 59;
+    old.put_limits(222222222121);
+    for (unsigned ap = 1; ap < ap_total && !all_fresh; ++ap) {
+        const std::string name = "aptraffic_sec_" + std::to_string(ap) + ".xml";
+        documents.files[name] = old.files[name];
+    }
+    documents.write_to(folder);
+}
+
 } // namespace
 } // namespace dashboard::testing
 
 int main(int count, char** words) {
+    if (count == 4 && (strcmp(words[3], "all") == 0 || strcmp(words[3], "turns") == 0)) {
+        dashboard::testing::write_limits(words[1], strtoll(words[2], nullptr, 10), strcmp(words[3], "all") == 0);
+        return 0;
+    }
     if (count != 2) {
-        fputs("Usage: write_states FOLDER\n", stderr);
+        fputs("Usage: write_states FOLDER [CLOCK all|turns]\n", stderr);
         return 2;
     }
     dashboard::testing::write_all(words[1]);
