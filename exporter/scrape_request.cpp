@@ -68,7 +68,7 @@ bool is_local_address(std::string_view address) {
     const size_t end = address.find_first_of("]%");
     char text[INET6_ADDRSTRLEN] = "";
     const size_t length = end == std::string_view::npos ? address.size() : end;
-    if (length >= sizeof text) {
+    if (length == 0 || length >= sizeof text) {
         return false;
     }
     memcpy(text, address.data(), length);

@@ -5,7 +5,6 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <fstream>
 
 namespace dashboard::testing {
@@ -60,8 +59,10 @@ void write_all(const std::string& folder) {
     write_state(folder + "/hostile", hostile, facts);
 }
 
-// The documents of a router at its limits, with samples of this clock; of the access points one is fresh, or all are.
-void write_limits(const std::string& folder, int64_t clock, bool all_fresh) {
+// The documents of a router at its limits, with samples of this clock. Of the access points all are fresh ("all"), or
+// one
+// ("turns"), or there are none ("none").
+void write_limits(const std::string& folder, int64_t clock, const std::string& access_points) {
     router_documents documents;
     documents.newest = clock;
     documents.older = 59;
@@ -70,9 +71,13 @@ void write_limits(const std::string& folder, int64_t clock, bool all_fresh) {
     old.newest = clock - 600;
     old.older = 59;
     old.put_limits(222222222121);
-    for (unsigned ap = 1; ap < ap_total && !all_fresh; ++ap) {
+    for (unsigned ap = 0; ap < ap_total; ++ap) {
         const std::string name = "aptraffic_sec_" + std::to_string(ap) + ".xml";
-        documents.files[name] = old.files[name];
+        if (access_points == "none") {
+            documents.files.erase(name);
+        } else if (access_points == "turns" && ap != 0) {
+            documents.files[name] = old.files[name];
+        }
     }
     documents.write_to(folder);
 }
@@ -81,12 +86,12 @@ void write_limits(const std::string& folder, int64_t clock, bool all_fresh) {
 } // namespace dashboard::testing
 
 int main(int count, char** words) {
-    if (count == 4 && (strcmp(words[3], "all") == 0 || strcmp(words[3], "turns") == 0)) {
-        dashboard::testing::write_limits(words[1], strtoll(words[2], nullptr, 10), strcmp(words[3], "all") == 0);
+    if (count == 4) {
+        dashboard::testing::write_limits(words[1], strtoll(words[2], nullptr, 10), words[3]);
         return 0;
     }
     if (count != 2) {
-        fputs("Usage: write_states FOLDER [CLOCK all|turns]\n", stderr);
+        fputs("Usage: write_states FOLDER [CLOCK none|turns|all]\n", stderr);
         return 2;
     }
     dashboard::testing::write_all(words[1]);
