@@ -174,7 +174,8 @@ void router_documents::write_to(const std::string& folder) const {
     for (const auto& [name, document] : files) {
         const std::string path = folder + "/" + name;
         std::ofstream(path, std::ios::binary) << document.text;
-        const timespec times[2] = {{document.written, 0}, {document.written, 0}};
+        const auto second = static_cast<time_t>(document.written);
+        const timespec times[2] = {{second, 0}, {second, 0}};
         ASSERT_EQ(utimensat(AT_FDCWD, path.c_str(), times, 0), 0) << path;
     }
 }
