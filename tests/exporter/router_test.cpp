@@ -13,7 +13,6 @@ namespace dashboard::testing {
 namespace {
 
 using ::testing::Contains;
-using ::testing::HasSubstr;
 using ::testing::Key;
 using ::testing::Not;
 using ::testing::Pair;
