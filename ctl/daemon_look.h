@@ -2,20 +2,14 @@
 #ifndef CTL_DAEMON_LOOK_H
 #define CTL_DAEMON_LOOK_H
 
+#include "beside/daemon_process.h"
+
 #include <cstdint>
 #include <string>
 #include <sys/types.h>
 #include <vector>
 
 namespace dashboard {
-
-/// What the lock of the PID file says.
-enum class lock_state {
-    held,       // by the daemon
-    no_file,    // there is no PID file
-    stale,      // nobody holds it: the file is left from an earlier daemon
-    unreadable, // this user may not look
-};
 
 /// One process, from /proc/PID. The daemon has three threads.
 struct process_look {
@@ -38,7 +32,6 @@ struct daemon_look {
 };
 
 constexpr int daemon_threads = 3;
-constexpr char pid_lock_file[] = "/var/run/dashboard_daemon.pid";
 
 daemon_look look_at_daemon();
 

@@ -2,26 +2,14 @@
 #ifndef CTL_DOCUMENTS_H
 #define CTL_DOCUMENTS_H
 
+#include "beside/module_names.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
 
 namespace dashboard {
-
-/// One module as people, the configuration store and the documents name it.
-struct module_names {
-    const char* label;
-    const char* items; // "wan" of wan.enable and wan.view
-    uint32_t enable_csid;
-    uint32_t view_csid;
-    const char* stem; // "wan_traffic" of wan_traffic_sec_0.xml
-    bool numbered;    // the documents of a series carry a number
-    bool only_sec;    // there are no minutes and hours
-};
-
-constexpr size_t module_total = 11;
-extern const module_names module_table[module_total];
 
 enum class series_kind { sec, min, hour };
 

@@ -11,9 +11,7 @@ namespace dashboard {
 
 namespace {
 
-constexpr uint32_t enable_csid = 0x00150780;
 constexpr uint32_t log_mode_csid = 0x00150781;
-constexpr size_t current_module = 9;
 constexpr size_t last_warnings = 3;
 
 /// Seconds after which a document that is rewritten every second (current traffic: every third) is no longer.
@@ -27,7 +25,7 @@ void look_at_store(status_look& status) {
     if (handle < 0) {
         return;
     }
-    read_csman_int(handle, enable_csid, &status.store.enable);
+    read_csman_int(handle, daemon_enable_csid, &status.store.enable);
     read_csman_int(handle, log_mode_csid, &status.store.log_mode);
     for (size_t i = 0; i < module_total; ++i) {
         read_csman_int(handle, module_table[i].enable_csid, &status.modules[i].enable);

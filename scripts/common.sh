@@ -75,4 +75,4 @@ uclibc_needs=("${build_needs[@]}" make:make gcc:gcc xz:xz-utils "$uclibc_source:
 
 # What is installed, without the tests.
 # shellcheck disable=SC2034 # used by the scripts that read this file
-shipped_targets=(dashboard dashboardctl csman utils csmanctl play_router viewer)
+shipped_targets=(dashboard dashboardctl dashboard-metrics csman utils csmanctl play_router viewer)

@@ -12,15 +12,15 @@ namespace {
 
 constexpr size_t head_parts = 8;
 
-std::string name_of(int32_t index) {
-    return std::string(viewer_modules[index].name);
+std::string name_of(size_t index) {
+    return std::string(module_table[index].items);
 }
 
 // Every "name=number" that is accepted, by name.
 std::map<std::string, std::set<std::string>> accepted_values() {
     std::map<std::string, std::set<std::string>> values;
-    for (int32_t index = 0; index < viewer_module_count; ++index) {
-        for (int32_t number = 1; number <= viewer_modules[index].largest; ++number) {
+    for (size_t index = 0; index < module_total; ++index) {
+        for (int32_t number = 1; number <= module_table[index].largest; ++number) {
             values[name_of(index)].insert(std::to_string(number));
         }
         values["enable"].insert(name_of(index));
@@ -55,13 +55,14 @@ void check_body(const std::string& body) {
         require(refused->status == 400, "a wrong body is a bad request");
         return;
     }
-    for (int32_t index = 0; index < viewer_module_count; ++index) {
+    for (size_t index = 0; index < module_total; ++index) {
         const auto set = settings.find(name_of(index));
         const std::string expected = set == settings.end() ? "0" : set->second;
         require(std::to_string(request.number[index]) == expected, "numbers are taken as given");
     }
     const auto enable = settings.find("enable");
-    require(request.enable < 0 ? enable == settings.end() : enable->second == name_of(request.enable),
+    require(request.enable < 0 ? enable == settings.end()
+                               : enable->second == name_of(static_cast<size_t>(request.enable)),
             "and so is the module to be switched on");
 }
 

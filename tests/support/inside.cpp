@@ -34,9 +34,10 @@ bool starts_below(const char* path, const char* folder) {
 }
 
 bool belongs_to_world(const char* path) {
-    static const char* const folders[] = {"/tmp/dashboard", "/tmp/aptraffic", "/usr/www",      "/sys/class/net",
-                                          "/proc/net",      "/proc/sys/net",  "/proc/meminfo", "/proc/stat",
-                                          "/var/run",       "/run/dashboard", "/dev/log"};
+    static const char* const folders[] = {"/tmp/dashboard", "/tmp/aptraffic", "/usr/www",
+                                          "/sys/class/net", "/proc/net",      "/proc/sys/net",
+                                          "/proc/meminfo",  "/proc/stat",     "/var/run",
+                                          "/run/dashboard", "/dev/log",       "/tmp/dashboard-metrics.refused"};
     for (const char* folder : folders) {
         if (starts_below(path, folder)) {
             return true;

@@ -111,13 +111,13 @@ TEST(ViewerHead, LengthIsANumberUpToTheLimit) {
 }
 
 TEST(ViewerBody, EveryNameInItsRange) {
-    for (int32_t index = 0; index < viewer_module_count; ++index) {
-        const viewer_module& module = viewer_modules[index];
-        const std::string name(module.name);
+    for (size_t index = 0; index < module_total; ++index) {
+        const module_names& module = module_table[index];
+        const std::string name(module.items);
         for (const int32_t number : {1, module.largest}) {
             graph_request request = {};
             EXPECT_EQ(parse_body(name + '=' + std::to_string(number), request), nullptr) << name << number;
-            for (int32_t other = 0; other < viewer_module_count; ++other) {
+            for (size_t other = 0; other < module_total; ++other) {
                 EXPECT_EQ(request.number[other], other == index ? number : 0);
             }
             EXPECT_EQ(request.enable, -1);
@@ -133,13 +133,13 @@ TEST(ViewerBody, EveryNameInItsRange) {
 TEST(ViewerBody, AllNamesAtOnce) {
     graph_request request = {};
     std::string all;
-    for (const viewer_module& module : viewer_modules) { // the last one first
-        all.insert(0, std::string(module.name) + '=' + std::to_string(module.largest) + (all.empty() ? "" : "&"));
+    for (const module_names& module : module_table) { // the last one first
+        all.insert(0, std::string(module.items) + '=' + std::to_string(module.largest) + (all.empty() ? "" : "&"));
     }
     EXPECT_LE(all.size(), body_limit);
     EXPECT_EQ(verdict(parse_body(all, request)), "taken");
-    for (int32_t index = 0; index < viewer_module_count; ++index) {
-        EXPECT_EQ(request.number[index], viewer_modules[index].largest);
+    for (size_t index = 0; index < module_total; ++index) {
+        EXPECT_EQ(request.number[index], module_table[index].largest);
     }
 }
 
@@ -177,26 +177,26 @@ TEST(ViewerBody, NameGivenTwiceIsRefused) {
 }
 
 TEST(ViewerBody, ModuleToBeSwitchedOnIsNamed) {
-    for (int32_t index = 0; index < viewer_module_count; ++index) {
+    for (size_t index = 0; index < module_total; ++index) {
         graph_request request = {};
-        EXPECT_EQ(parse_body("enable=" + std::string(viewer_modules[index].name), request), nullptr);
+        EXPECT_EQ(parse_body("enable=" + std::string(module_table[index].items), request), nullptr);
         EXPECT_EQ(request.enable, index);
     }
 }
 
 // The tool's table says the same of every item.
 TEST(ViewerModules, HaveTheItemsThatTheStoreKnows) {
-    for (const viewer_module& module : viewer_modules) {
+    for (const module_names& module : module_table) {
         uint32_t csid = 0;
-        EXPECT_TRUE(find_csid(std::string(module.name) + ".enable", csid)) << module.name;
-        EXPECT_EQ(csid, module.enable_csid) << module.name;
-        EXPECT_TRUE(find_csid(std::string(module.name) + ".view", csid)) << module.name;
-        EXPECT_EQ(csid, module.view_csid) << module.name;
+        EXPECT_TRUE(find_csid(std::string(module.items) + ".enable", csid)) << module.items;
+        EXPECT_EQ(csid, module.enable_csid) << module.items;
+        EXPECT_TRUE(find_csid(std::string(module.items) + ".view", csid)) << module.items;
+        EXPECT_EQ(csid, module.view_csid) << module.items;
     }
     const std::map<std::string_view, int32_t> above_one = {{"bond", 3}, {"ap", 128}};
-    for (const viewer_module& module : viewer_modules) {
-        const auto found = above_one.find(module.name);
-        EXPECT_EQ(module.largest, found == above_one.end() ? 1 : found->second) << module.name;
+    for (const module_names& module : module_table) {
+        const auto found = above_one.find(module.items);
+        EXPECT_EQ(module.largest, found == above_one.end() ? 1 : found->second) << module.items;
     }
 }
 

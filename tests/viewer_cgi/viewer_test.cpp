@@ -90,16 +90,16 @@ TEST_F(Viewer, NumbersGoIntoTheReadItems) {
 }
 
 TEST_F(Viewer, EveryModuleHasItsItem) {
-    const auto middle = [](const viewer_module& module) { return (module.largest + 1) / 2; };
+    const auto middle = [](const module_names& module) { return (module.largest + 1) / 2; };
     std::string body;
-    for (const viewer_module& module : viewer_modules) {
-        body += (body.empty() ? "" : "&") + std::string(module.name) + '=' + std::to_string(middle(module));
+    for (const module_names& module : module_table) {
+        body += (body.empty() ? "" : "&") + std::string(module.items) + '=' + std::to_string(middle(module));
     }
     taken(body);
-    for (const viewer_module& module : viewer_modules) {
-        EXPECT_EQ(item(module.view_csid), middle(module)) << module.name;
+    for (const module_names& module : module_table) {
+        EXPECT_EQ(item(module.view_csid), middle(module)) << module.items;
     }
-    EXPECT_EQ(names_in(store_dir).size(), size_t{viewer_module_count});
+    EXPECT_EQ(names_in(store_dir).size(), size_t{module_total});
 }
 
 TEST_F(Viewer, AnswerSaysHowThingsStand) {

@@ -19,9 +19,6 @@ namespace {
 
 /// Seconds until the program ends itself: a client that takes longer for so short a body gets no answer.
 constexpr unsigned patience = 5;
-/// Seconds for which the daemon keeps on publishing after a request.
-constexpr int request_lasts = 60;
-constexpr uint32_t daemon_enable_csid = 0x150780;
 
 request_head read_head() {
     return {getenv("REQUEST_METHOD"),
@@ -59,24 +56,6 @@ bool may_enable() {
     return said != nullptr && strcmp(said, "1") == 0 && store_is_stand_in();
 }
 
-bool reads_one(int store, uint32_t csid) {
-    int value = 0;
-    return read_csman_int(store, csid, &value) == 0 && value == 1;
-}
-
-bool write_request(int store, const graph_request& request) {
-    bool written = true;
-    for (int32_t index = 0; index < viewer_module_count && written; ++index) {
-        if (request.number[index] != 0) {
-            written = write_csman_int(store, viewer_modules[index].view_csid, request.number[index]) == 0;
-        }
-    }
-    if (request.enable >= 0 && written) {
-        written = write_csman_int(store, viewer_modules[request.enable].enable_csid, 1) == 0;
-    }
-    return written;
-}
-
 /// Seconds east of UTC, by the router's own zone.
 long zone_offset(time_t now) {
     tm local = {};
@@ -108,9 +87,9 @@ void print_state(int store, const graph_request& request) {
     printf("{\"ok\":true,\"time\":%lld,\"offset\":%ld,\"stand_in\":%s,\"may_enable\":%s,\"enabled\":%s,\"modules\":[",
            static_cast<long long>(now), zone_offset(now), word(store_is_stand_in()), word(may_enable()),
            word(reads_one(store, daemon_enable_csid)));
-    for (int32_t index = 0; index < viewer_module_count; ++index) {
-        const viewer_module& module = viewer_modules[index];
-        printf("%s{\"name\":\"%s\",\"on\":%s,\"left\":%d}", index > 0 ? "," : "", module.name.data(),
+    for (size_t index = 0; index < module_total; ++index) {
+        const module_names& module = module_table[index];
+        printf("%s{\"name\":\"%s\",\"on\":%s,\"left\":%d}", index > 0 ? "," : "", module.items,
                word(reads_one(store, module.enable_csid)), request.number[index] != 0 ? request_lasts : 0);
     }
     puts("]}");

@@ -9,25 +9,16 @@
 #ifndef VIEWER_CGI_VIEWER_REQUEST_H
 #define VIEWER_CGI_VIEWER_REQUEST_H
 
+#include "beside/cgi_head.h"
+#include "beside/view_request.h"
+
 #include <cstddef>
-#include <cstdint>
 #include <string_view>
 
 namespace dashboard {
 
 /// The longest body, in bytes; all names with their largest numbers fit.
 constexpr size_t body_limit = 256;
-
-/// A module, as the page names it, and its items in the configuration store.
-struct viewer_module {
-    std::string_view name;
-    uint32_t enable_csid;
-    uint32_t view_csid;
-    int32_t largest; // number that may be asked for; the least is 1
-};
-
-constexpr int32_t viewer_module_count = 11;
-extern const viewer_module viewer_modules[viewer_module_count];
 
 /// What the web server says of a request, by the names of its environment; null where it says nothing.
 struct request_head {
@@ -39,19 +30,6 @@ struct request_head {
     const char* https;             // HTTPS: "on" where the request came through TLS
     const char* transfer_encoding; // HTTP_TRANSFER_ENCODING
     const char* length;            // CONTENT_LENGTH
-};
-
-/// What a body asks for.
-struct graph_request {
-    int32_t number[viewer_module_count]; // 0: not asked for
-    int32_t enable;                      // the module to be switched on; -1: none
-};
-
-/// Why a request is refused: the status, its reason phrase, and one word for the page.
-struct refusal {
-    int status;
-    const char* reason;
-    const char* word;
 };
 
 constexpr refusal refused_method = {405, "Method Not Allowed", "method"};
