@@ -145,13 +145,13 @@ void put_index(char (&path)[64], const char* pattern, int32_t index) {
     snprintf(path, sizeof path, "%.*s%d%s", static_cast<int>(place - pattern), pattern, index, place + 2);
 }
 
-/// Returns -1 with errno for anything but a regular file. The folder is writable for others, who may have planted a
-/// link, a pipe or a device there: a pipe without a reader fails by itself, one with a reader, which might stop
-/// reading, must look the same.
+/// Returns -1 with errno for anything but a regular file of one name. The folder may be writable for others, who may
+/// have planted a link of either kind, a pipe or a device there: a pipe without a reader fails by itself, one with a
+/// reader, which might stop reading, must look the same.
 int open_regular(const char* path) {
     const int fd = open(path, O_WRONLY | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0644);
     struct stat about {};
-    if (fd < 0 || (fstat(fd, &about) == 0 && S_ISREG(about.st_mode))) {
+    if (fd < 0 || (fstat(fd, &about) == 0 && S_ISREG(about.st_mode) && about.st_nlink <= 1)) {
         return fd;
     }
     close(fd);

@@ -136,6 +136,18 @@ TEST_F(Document, DanglingPlantedLinkMakesNoFileElsewhere) {
     EXPECT_FALSE(world.exists("/tmp/victim"));
 }
 
+TEST_F(Document, PlantedHardLinkIsRefused) {
+    const int before = open_descriptors();
+    world.file("/tmp/victim", "precious");
+    ASSERT_EQ(link(world.real_path("/tmp/victim").c_str(), world.real_path(temporary).c_str()), 0);
+    metric_document document;
+    EXPECT_FALSE(open_document(document, names));
+    EXPECT_THAT(world.messages(), ElementsAre("warn[xml_some_sec]: open file(/tmp/dashboard/some_sec_tmp.xml) "
+                                              "error(No such device or address)!"));
+    EXPECT_EQ(world.read("/tmp/victim"), "precious");
+    EXPECT_EQ(open_descriptors(), before);
+}
+
 TEST_F(Document, PlantedPipeDoesNotHoldUpTheWriter) {
     ASSERT_EQ(mkfifo(world.real_path(temporary).c_str(), 0600), 0);
     metric_document document;
