@@ -254,7 +254,7 @@ def belongs(entry, house):
         return False
 
 
-KINDS = {"temporary": ("pipe", "link", "dangling link", "folder", "device"),
+KINDS = {"temporary": ("pipe", "link", "dangling link", "hard link", "folder", "device"),
          "published": ("pipe", "link", "folder", "device"),
          "web": ("pipe", "link", "dangling link", "folder", "device"),
          "access point": ("pipe", "link", "dangling link", "folder", "device")}
