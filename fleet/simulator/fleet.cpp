@@ -128,6 +128,7 @@ router_facts facts_of(const simulated_router& router, int64_t t, int64_t epoch) 
     facts.store_readable = true;
     facts.enabled = true;
     facts.renewal = true;
+    facts.refusals_known = true;
     for (size_t module = 0; module < module_total; ++module) {
         facts.module_enabled[module] = has_module(router.identity().model, module);
         facts.renewed[module] = facts.module_enabled[module];
