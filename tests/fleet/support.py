@@ -26,8 +26,8 @@ def free_port():
 
 
 def run(*command, **options):
-    """Runs a command to its end, within two minutes; a failure shows what it said."""
-    done = subprocess.run([str(word) for word in command], capture_output=True, text=True, timeout=120, check=False,
+    """Runs a command to its end, within four minutes; a failure shows what it said."""
+    done = subprocess.run([str(word) for word in command], capture_output=True, text=True, timeout=240, check=False,
                           **options)
     if done.returncode != 0:
         raise AssertionError(f'{command[0]} ended with {done.returncode}:\n{done.stdout}{done.stderr}')
