@@ -30,13 +30,25 @@ missing_packages() {
     done | sort -u
 }
 
+# Arguments of this shell script: packages. Some bring a service, which Debian starts at once: a policy that is there during
+# the installation forbids it.
+# The package lists of a fresh machine may be missing or old, but fetching them needlessly costs half a minute.
+# shellcheck disable=SC2016 # expanded by that shell
+readonly install_script='
+    policy=/usr/sbin/policy-rc.d
+    if [ ! -e "$policy" ]; then
+        trap "rm -f $policy" EXIT
+        trap "exit 130" INT TERM HUP
+        printf "#!/bin/sh\nexit 101\n" >"$policy"
+        chmod 755 "$policy"
+    fi
+    install="apt-get install -y -q --no-install-recommends"
+    $install "$@" || { apt-get update -q && $install "$@"; }'
+
 apt_install() {
     local as_root=()
     [[ $EUID -eq 0 ]] || as_root=(sudo)
-    local install=("${as_root[@]}" env DEBIAN_FRONTEND=noninteractive
-        apt-get install -y -q --no-install-recommends "$@")
-    # The package lists of a fresh machine may be missing or old, but fetching them needlessly costs half a minute.
-    "${install[@]}" || { "${as_root[@]}" apt-get update -q && "${install[@]}"; }
+    "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive sh -c "$install_script" install "$@"
 }
 
 # Installs the Debian packages that the given needs lack, unless the first argument is "no"; ends the script when that

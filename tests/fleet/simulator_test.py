@@ -1,0 +1,93 @@
+"""The simulated routers themselves: what the other tests take for granted of them."""
+
+import http.client
+import json
+import re
+import subprocess
+import time
+import unittest
+import urllib.error
+import urllib.request
+
+from support import FLEET, ROUTERS, FleetTest, Simulator
+
+
+def call(*options):
+    return subprocess.run([str(word) for word in (ROUTERS, *options)], capture_output=True, text=True, timeout=60, check=False)
+
+
+class SimulatorTest(FleetTest):
+    def history(self, life, *options):
+        file = self.folder / 'some.life'
+        file.write_text(life, encoding='utf-8')
+        done = call('--recorded', FLEET / 'recorded', '--routers', 5, '--epoch', 1795000000, '--step', 15, '--life', file,
+                    *options)
+        self.assertEqual((done.returncode, done.stderr), (0, ''))
+        return done.stdout
+
+    def values(self, text, name, *labels):
+        """The values of one series, by second since the epoch."""
+        found = {}
+        for line in text.splitlines():
+            if line.startswith(name + '{') and all(label in line for label in labels):
+                _, value, second = line.rsplit(' ', 2)
+                found[int(second) - 1795000000] = float(value)
+        return found
+
+    def test_the_same_question_gets_the_same_answer(self):
+        def timeless(text):
+            return re.sub(r'(scrape_duration_seconds\{[^}]*\}) \S+', r'\1', text)
+
+        self.assertEqual(timeless(self.history('', '--history', 30)), timeless(self.history('', '--history', 30)))
+
+    def test_a_restart_of_the_router_counts_from_zero_and_leaves_a_gap(self):
+        text = self.history('100 130 0 2 reboot\n', '--history', 300)
+        wan = self.values(text, 'dashboard_traffic_bytes_total', '"r00002"', '"wan1"', '"receive"')
+        before = [value for second, value in wan.items() if second < 100]
+        after = [value for second, value in wan.items() if second >= 130]
+        self.assertFalse([second for second in wan if 100 <= second < 130])
+        self.assertLess(max(after), min(before))
+        self.assertEqual(after, sorted(after))
+        up = self.values(text, 'up', '"r00002"')
+        self.assertEqual({value for second, value in up.items() if 100 <= second < 130}, {0.0})
+        truth = list(self.values(text, 'fleet_truth_bytes_total', '"r00002"', '"wan1"', '"receive"').values())
+        self.assertEqual(truth, sorted(truth))
+
+    def test_an_interface_that_was_down_goes_on_where_it_was(self):
+        text = self.history('100 160 0 2 down usbnet0\n', '--history', 300)
+        wan = self.values(text, 'dashboard_traffic_bytes_total', '"r00002"', '"wan2"', '"receive"')
+        self.assertFalse([second for second in wan if 100 <= second < 160])
+        self.assertEqual(list(wan.values()), sorted(wan.values()))
+        up = self.values(text, 'dashboard_interface_up', '"r00002"', '"wan2"')
+        self.assertEqual({value for second, value in up.items() if 100 <= second < 160}, {0.0})
+
+    def test_a_life_that_is_no_such_is_refused_by_its_line(self):
+        file = self.folder / 'wrong.life'
+        for line in ('1 2 0 3 dance', '2 1 0 3 gone', '1 2 0 3/0 gone', '1 2 0 3 cpu', '1 2 0 3 gone now', '1 20 10 3 gone'):
+            file.write_text(f'# fine\n1 2 0 3 gone\n{line}\n', encoding='utf-8')
+            done = call('--recorded', FLEET / 'recorded', '--life', file, '--history', 1)
+            with self.subTest(line):
+                self.assertEqual(done.returncode, 1)
+                self.assertIn(f'line 3: {line}', done.stderr)
+
+    def test_a_wrong_command_line_is_refused(self):
+        for options in ((), ('--recorded',), ('--recorded', FLEET / 'recorded', '--routers', '0'), ('--dance', '1')):
+            self.assertEqual(call(*options).returncode, 2, options)
+
+    def test_one_that_is_gone_closes_the_connection(self):
+        life = self.folder / 'gone.life'
+        life.write_text('0 600 0 1 gone\n', encoding='utf-8')
+        simulator = self.start(Simulator(self.folder, '--routers', 3, '--life', life, '--epoch', int(time.time()) - 5))
+        with urllib.request.urlopen(f'http://{simulator.address}/targets', timeout=10) as answer:
+            paths = [group['labels']['__metrics_path__'] for group in json.load(answer)]
+        self.assertEqual(len(paths), 3)
+        with urllib.request.urlopen(f'http://{simulator.address}{paths[0]}', timeout=10) as answer:
+            self.assertTrue(answer.read().endswith(b'# EOF\n'))
+        with self.assertRaises(http.client.RemoteDisconnected):
+            urllib.request.urlopen(f'http://{simulator.address}{paths[1]}', timeout=10)
+        with self.assertRaises(urllib.error.HTTPError):
+            urllib.request.urlopen(f'http://{simulator.address}/7/cgi-bin/metrics', timeout=10)
+
+
+if __name__ == '__main__':
+    unittest.main()
