@@ -130,7 +130,7 @@ void configure_router(test_world& world) {
     router_at(world, 0);
 }
 
-void router_at(test_world& world, uint64_t n) {
+void router_traffic_at(test_world& world, uint64_t n) {
     const std::pair<const char*, bytes> interfaces[] = {
         {"lo", {100, 100}}, {"eth0", eth0(n)}, {"br0", br0(n)},   {"br4", br4(n)},   {"ra0", ra0(n)},
         {"ra6", ra6(n)},    {"rai1", rai1(n)}, {"rai7", rai7(n)}, {"eth1", eth1(n)}, {"bond0", {8000 + n, 9000 + n}}};
@@ -139,15 +139,31 @@ void router_at(test_world& world, uint64_t n) {
         all.push_back({name, counted.rx, counted.tx});
     }
     world.netdev(all);
+}
+
+void router_memory_at(test_world& world, uint64_t n) {
     world.meminfo(131072, 131072 - used_memory(n));
+}
+
+void router_aps_at(test_world& world, uint64_t n) {
     for (int number = 0; number < 2; ++number) {
         world.file(ap_file(number), ap_line(ap(number, n)) + "\n");
     }
+}
+
+void router_sims_at(test_world& world, uint64_t n) {
     const auto [first, second] = sims(n);
     for (size_t i = 0; i < first.size(); ++i) {
         world.csman.set(sim_measure_items[i], first[i]);
         world.csman.set(sim_measure_items[i] + 1, second[i]);
     }
+}
+
+void router_at(test_world& world, uint64_t n) {
+    router_traffic_at(world, n);
+    router_memory_at(world, n);
+    router_aps_at(world, n);
+    router_sims_at(world, n);
 }
 
 void router_cpu_at(test_world& world, uint64_t n) {

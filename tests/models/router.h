@@ -19,6 +19,13 @@ void configure_router(test_world& world);
 // What moment `n` shows; CPU usage stays what it was. Counters wrap and averages have remainders.
 void router_at(test_world& world, uint64_t n);
 
+// The same in parts, for a test of one module that lives long: the counters of all interfaces, the memory, the access
+// points' records, the SIM slots.
+void router_traffic_at(test_world& world, uint64_t n);
+void router_memory_at(test_world& world, uint64_t n);
+void router_aps_at(test_world& world, uint64_t n);
+void router_sims_at(test_world& world, uint64_t n);
+
 // CPU usage of moment `n`, as the next measurement will find it.
 void router_cpu_at(test_world& world, uint64_t n);
 

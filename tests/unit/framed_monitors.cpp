@@ -199,6 +199,19 @@ void framed_monitor_fixture::begin() {
     world.messages();
 }
 
+void framed_monitor_fixture::show_moment(uint64_t n) {
+    if (row.module == &mem_usage_monitor) {
+        router_memory_at(world, n);
+    } else if (row.module == &allap_traffic_monitor) {
+        router_aps_at(world, n);
+    } else if (row.module == &sim_strquality_monitor) {
+        router_sims_at(world, n);
+    } else {
+        router_traffic_at(world, n);
+        read_counters();
+    }
+}
+
 void framed_monitor_fixture::live_at(int64_t second, int32_t viewer) {
     // Its measurement takes a tool, and most samples repeat the last one anyway.
     const bool cpu = row.module == &cpu_usage_monitor;
@@ -206,8 +219,7 @@ void framed_monitor_fixture::live_at(int64_t second, int32_t viewer) {
     ++moment;
     world.clock.set(second);
     if (!cpu) {
-        router_at(world, n);
-        read_counters();
+        show_moment(n);
     } else if (moment % 10 == 1) {
         router_cpu_at(world, n);
         measure_cpu();

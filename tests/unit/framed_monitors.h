@@ -53,6 +53,8 @@ protected:
 
     // Makes the module ready, the model with it, and forgets what was said.
     void begin();
+    // What the module reads, and no more, becomes that of moment `n`.
+    void show_moment(uint64_t n);
     // A sample of the next moment at `second`. The loop and the model must agree on its result.
     void live_at(int64_t second, int32_t viewer = 0);
     int write(const std::string& series);
