@@ -10,7 +10,7 @@
 #include <unistd.h>
 
 // There where lines are counted: a process that ends without exit() must write its counts itself.
-extern "C" void __gcov_dump() __attribute__((weak));
+extern "C" void __gcov_dump() __attribute__((weak)); // NOLINT(readability-identifier-naming): not ours
 
 namespace dashboard::testing {
 
