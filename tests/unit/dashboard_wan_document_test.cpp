@@ -115,7 +115,7 @@ TEST_F(WanDocument, AsCsvNumbersSamplesAndSlotsFromOne) {
     bind(2, "eth1");
     interfaces({{"eth0", 0, 0}, {"eth1", 0, 0}});
     ASSERT_EQ(init_it(), 1);
-    for (const uint64_t moved : {0, 1, 4}) {
+    for (const uint64_t moved : {0u, 1u, 4u}) {
         counters({{"eth0", moved, 7 * moved + 1}, {"eth1", UINT64_MAX - moved, 3}});
         ASSERT_EQ(loop_it(), 1);
     }

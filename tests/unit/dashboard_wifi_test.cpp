@@ -7,7 +7,6 @@
 namespace dashboard::testing {
 namespace {
 
-using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
 // What tells one band from the other.

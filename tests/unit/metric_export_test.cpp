@@ -172,7 +172,7 @@ TEST(CsvNames, AppendTheSuffixWithin255Characters) {
 
 TEST_F(Export, SelectorPicksSeriesAndNamesAndNothingElse) {
     for (const series_id id : {sec, min, hour}) {
-        for (unsigned i = 0; i < id + 2u; ++i) {
+        for (unsigned i = 0; i < static_cast<unsigned>(id) + 2; ++i) {
             series_push(two_counters{1, {{i, 5}, {i, 5}, {i, 10}}}, store.history.series[id]);
         }
     }
