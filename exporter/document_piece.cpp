@@ -3,6 +3,8 @@
 #include "beside/text_view.h"
 #include "exporter/number_text.h"
 
+#include <cstring>
+
 namespace dashboard {
 
 namespace {
@@ -28,13 +30,13 @@ std::string_view take_line(std::string_view& lines) {
 }
 
 /// Where the last line starts that begins as a time does; npos when there is none but at the very beginning, where a
-/// document has its head. Two of its letters are looked at before the rest is compared.
+/// document has its head.
 size_t last_time_in(std::string_view text) {
-    for (size_t at = text.size(); at > time_start.size(); --at) {
-        const size_t start = at - time_start.size();
-        if (text[start + 5] == 't' && text[start + 4] == '<' && text[start - 1] == '\n' &&
-            head_of(behind(text, start), time_start.size()) == time_start) {
-            return start;
+    size_t end = text.size();
+    while (const void* const found = end == 0 ? nullptr : memrchr(text.data(), '\n', end)) {
+        end = static_cast<size_t>(static_cast<const char*>(found) - text.data());
+        if (starts_with(behind(text, end + 1), time_start)) {
+            return end + 1;
         }
     }
     return std::string_view::npos;
