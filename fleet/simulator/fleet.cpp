@@ -124,7 +124,8 @@ router_facts facts_of(const simulated_router& router, int64_t t, int64_t epoch) 
     facts.now = epoch + t + router.clock_error(t);
     facts.uptime = t - started + (started == 0 ? uptime_before : 20);
     facts.daemon_runs = router.daemon_lives(t);
-    facts.daemon_uptime = facts.daemon_runs ? t - router.daemon_started_at(t) + (started == 0 ? uptime_before : 0) : -1;
+    const int64_t daemon_started = router.daemon_started_at(t);
+    facts.daemon_uptime = facts.daemon_runs ? t - daemon_started + (daemon_started == 0 ? uptime_before : 0) : -1;
     facts.store_readable = true;
     facts.enabled = true;
     facts.renewal = true;

@@ -43,12 +43,17 @@ int64_t offset_of(const simulated_router& router, int64_t step) {
     return static_cast<int64_t>(lot(static_cast<uint64_t>(router.index()), 2001) % static_cast<uint64_t>(step));
 }
 
+/// What a server keeps of a scrape, its own readings included. The time of one that is not slow is as good as none.
 void append_scrape(const fleet& routers, const simulated_router& router, int64_t t, std::string& out) {
+    if (!router.in_inventory(t)) {
+        return;
+    }
     std::string metrics;
     if (router.answers(t)) {
         routers.append_metrics(router, t, exposition_format::prometheus, metrics);
     }
     metrics += router.answers(t) ? "up 1\n" : "up 0\n";
+    metrics += "scrape_duration_seconds " + std::to_string(router.answer_time(t)) + "\n";
     append_samples(metrics, labels_of(router), std::to_string(routers.epoch() + t), out);
 }
 

@@ -3,6 +3,8 @@
 #include <arpa/inet.h>
 #include <cerrno>
 #include <cstddef>
+#include <ctime>
+#include <iterator>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <sys/epoll.h>
@@ -42,6 +44,12 @@ std::string path_of(const std::string& request) {
     }
     const size_t end = request.find_first_of(" ?\r", 4);
     return end == std::string::npos ? "" : request.substr(4, end - 4);
+}
+
+int64_t now_in_seconds() {
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return now.tv_sec;
 }
 
 bool watch(int epoll, int fd) {
@@ -93,6 +101,7 @@ bool http_server::serve() {
                 receive(events[i].data.fd);
             }
         }
+        send_late();
     }
     return true;
 }
@@ -114,7 +123,20 @@ void http_server::accept_all() {
     }
 }
 
+void http_server::send_late() {
+    while (!late_answers.empty() && late_answers.begin()->first <= now_in_seconds()) {
+        const late_answer first = late_answers.begin()->second;
+        late_answers.erase(late_answers.begin());
+        if (!send_all(first.fd, first.text)) {
+            drop(first.fd);
+        }
+    }
+}
+
 void http_server::drop(int fd) {
+    for (auto one = late_answers.begin(); one != late_answers.end();) {
+        one = one->second.fd == fd ? late_answers.erase(one) : std::next(one);
+    }
     close(fd);
     open_connections.erase(fd);
 }
@@ -155,15 +177,19 @@ bool http_server::answer_one(int fd, const std::string& request) {
     last_answer.status = 404;
     last_answer.type = "text/plain";
     last_answer.body.clear();
+    last_answer.delay = 0;
     answerer(path_of(request), last_answer);
     if (last_answer.status == 0) {
         return false;
     }
-    return send_all(fd, "HTTP/1.1 " + std::to_string(last_answer.status) +
-                            (last_answer.status == 200 ? " OK" : " Not Found") +
-                            "\r\nContent-Type: " + last_answer.type +
-                            "\r\nContent-Length: " + std::to_string(last_answer.body.size()) + "\r\n\r\n") &&
-           send_all(fd, last_answer.body);
+    std::string head = "HTTP/1.1 " + std::to_string(last_answer.status) +
+                       (last_answer.status == 200 ? " OK" : " Not Found") + "\r\nContent-Type: " + last_answer.type +
+                       "\r\nContent-Length: " + std::to_string(last_answer.body.size()) + "\r\n\r\n";
+    if (last_answer.delay > 0) {
+        late_answers.insert({now_in_seconds() + last_answer.delay, {fd, head + last_answer.body}});
+        return true;
+    }
+    return send_all(fd, head) && send_all(fd, last_answer.body);
 }
 
 } // namespace dashboard

@@ -14,6 +14,8 @@ struct http_answer {
     int status;
     std::string type;
     std::string body;
+    /// Seconds until it is sent.
+    int64_t delay;
 };
 
 class http_server {
@@ -39,6 +41,7 @@ private:
     void receive(int fd);
     bool answer_requests(int fd, std::string& received);
     bool answer_one(int fd, const std::string& request);
+    void send_late();
     void drop(int fd);
 
     handler answerer;
@@ -47,6 +50,12 @@ private:
     volatile int is_stopped = 0;
     http_answer last_answer{};
     std::map<int, std::string> open_connections;
+    /// Answers that wait, by the second of the monotonic clock at which they are sent; one a connection.
+    struct late_answer {
+        int fd;
+        std::string text;
+    };
+    std::multimap<int64_t, late_answer> late_answers;
 };
 
 } // namespace dashboard

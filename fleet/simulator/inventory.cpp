@@ -18,9 +18,12 @@ std::string metrics_path(const simulated_router& router) {
     return "/" + std::to_string(router.index()) + "/cgi-bin/metrics";
 }
 
-std::string inventory(const fleet& routers, const std::string& address) {
+std::string inventory(const fleet& routers, int64_t t, const std::string& address) {
     std::string json = "[";
     for (const simulated_router& router : routers.routers()) {
+        if (!router.in_inventory(t)) {
+            continue;
+        }
         const router_identity& identity = router.identity();
         json += json.size() == 1 ? "\n" : ",\n";
         json += R"({"targets": [")" + address + R"("], "labels": {"__metrics_path__": ")" + metrics_path(router) + '"';

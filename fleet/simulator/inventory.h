@@ -9,8 +9,9 @@
 namespace dashboard {
 
 /// The JSON of HTTP service discovery: a target group a router, all at `address`, told apart by their paths, with name,
-/// site, model and firmware as labels that the scrape configuration relabels.
-std::string inventory(const fleet& routers, const std::string& address);
+/// site, model and firmware as labels that the scrape configuration relabels. Those that are silent at `t` are left
+/// out.
+std::string inventory(const fleet& routers, int64_t t, const std::string& address);
 
 /// The path under which a router's metrics are served.
 std::string metrics_path(const simulated_router& router);

@@ -19,6 +19,8 @@ struct happening_word {
 constexpr happening_word happening_words[] = {
     {"reboot", happening_kind::reboot, false, false},
     {"gone", happening_kind::gone, false, false},
+    {"silent", happening_kind::silent, false, false},
+    {"slow", happening_kind::slow, false, true},
     {"daemon_dead", happening_kind::daemon_dead, false, false},
     {"stale", happening_kind::stale, false, false},
     {"down", happening_kind::down, true, false},

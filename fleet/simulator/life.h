@@ -7,6 +7,8 @@
 //
 //   reboot           no answer from FROM to TO, then all counters at 0
 //   gone             no answer; the router works on
+//   silent           not in the inventory: nobody asks, so not even that it is gone is known
+//   slow N           takes N seconds to answer
 //   daemon_dead      answers, but nothing is sampled; its counters go on in the kernel
 //   stale            the daemon lives and writes no documents
 //   down LINK        the link carries nothing and reads 0; it keeps its count
@@ -30,6 +32,8 @@ namespace dashboard {
 enum class happening_kind {
     reboot,
     gone,
+    silent,
+    slow,
     daemon_dead,
     stale,
     down,

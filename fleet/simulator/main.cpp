@@ -130,6 +130,7 @@ void answer_metrics(const fleet& routers, const simulated_router& router, http_a
         return;
     }
     answer.status = 200;
+    answer.delay = router.answer_time(t);
     answer.type = "application/openmetrics-text; version=1.0.0; charset=utf-8";
     routers.append_metrics(router, t, exposition_format::openmetrics, answer.body);
 }
@@ -141,7 +142,7 @@ int serve(const fleet& routers, uint16_t wanted) {
         if (router != nullptr) {
             answer_metrics(routers, *router, answer);
         } else if (path == "/targets") {
-            answer = {200, "application/json", inventory(routers, address)};
+            answer = {200, "application/json", inventory(routers, time(nullptr) - routers.epoch(), address), 0};
         }
     });
     const int port = server.listen_at(wanted);

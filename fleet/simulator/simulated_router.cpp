@@ -45,6 +45,14 @@ bool simulated_router::answers(int64_t t) const {
            under_way(own_life, happening_kind::reboot, "", t) == nullptr;
 }
 
+int64_t simulated_router::answer_time(int64_t t) const {
+    return forced(happening_kind::slow, t, 0);
+}
+
+bool simulated_router::in_inventory(int64_t t) const {
+    return under_way(own_life, happening_kind::silent, "", t) == nullptr;
+}
+
 bool simulated_router::daemon_lives(int64_t t) const {
     return under_way(own_life, happening_kind::daemon_dead, "", t) == nullptr;
 }

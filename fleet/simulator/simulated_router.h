@@ -36,6 +36,12 @@ public:
     /// Whether a scrape at `t` gets an answer.
     bool answers(int64_t t) const;
 
+    /// How long that takes, in seconds.
+    int64_t answer_time(int64_t t) const;
+
+    /// Whether somebody scrapes it at all.
+    bool in_inventory(int64_t t) const;
+
     bool daemon_lives(int64_t t) const;
 
     /// The moment that the published documents show: `t`, or when the daemon stopped writing.

@@ -9,7 +9,7 @@ import time
 
 from support import FLEET, ROUTERS, run
 
-ROUTER_TOTAL = 50
+ROUTER_TOTAL = 60
 LENGTH = 3600
 STEP = 15
 LIFE = pathlib.Path(__file__).parent / 'hour.life'

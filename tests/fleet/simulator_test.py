@@ -74,6 +74,40 @@ class SimulatorTest(FleetTest):
         for options in ((), ('--recorded',), ('--recorded', FLEET / 'recorded', '--routers', '0'), ('--dance', '1')):
             self.assertEqual(call(*options).returncode, 2, options)
 
+    def test_a_daemon_that_restarts_alone_begins_anew(self):
+        text = self.history('100 130 0 2 daemon_dead\n', '--history', 300)
+        daemon = self.values(text, 'dashboard_daemon_uptime_seconds', '"r00002"')
+        self.assertFalse([second for second in daemon if 100 <= second < 130])
+        self.assertTrue(all(value == second - 130 for second, value in daemon.items() if second >= 130))
+        router = list(self.values(text, 'dashboard_uptime_seconds', '"r00002"').values())
+        self.assertEqual(router, sorted(router))
+
+    def test_of_one_that_is_silent_nothing_is_written_down(self):
+        text = self.history('100 160 0 2 silent\n', '--history', 300)
+        for name in ('up', 'dashboard_up', 'scrape_duration_seconds'):
+            seconds = self.values(text, name, '"r00002"')
+            self.assertTrue(seconds)
+            self.assertFalse([second for second in seconds if 100 <= second < 160])
+
+    def test_one_that_is_silent_is_in_no_inventory_and_one_that_is_slow_answers_late(self):
+        life = self.folder / 'late.life'
+        life.write_text('0 600 0 1 silent\n0 600 0 2 slow 2\n', encoding='utf-8')
+        simulator = self.start(Simulator(self.folder, '--routers', 3, '--life', life, '--epoch', int(time.time()) - 5))
+        with urllib.request.urlopen(f'http://{simulator.address}/targets', timeout=10) as answer:
+            paths = [group['labels']['__metrics_path__'] for group in json.load(answer)]
+        self.assertEqual(paths, ['/0/cgi-bin/metrics', '/2/cgi-bin/metrics'])
+        late = http.client.HTTPConnection(simulator.address, timeout=30)
+        given_up = http.client.HTTPConnection(simulator.address, timeout=30)
+        before = time.monotonic()
+        for connection in (late, given_up):
+            connection.request('GET', paths[1])
+        given_up.close()
+        with urllib.request.urlopen(f'http://{simulator.address}{paths[0]}', timeout=10) as answer:
+            self.assertTrue(answer.read().endswith(b'# EOF\n'))
+        self.assertTrue(late.getresponse().read().endswith(b'# EOF\n'))
+        self.assertGreaterEqual(time.monotonic() - before, 1) # whole seconds of a clock are counted
+        late.close()
+
     def test_one_that_is_gone_closes_the_connection(self):
         life = self.folder / 'gone.life'
         life.write_text('0 600 0 1 gone\n', encoding='utf-8')
