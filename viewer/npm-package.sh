@@ -1,11 +1,12 @@
 # Fetching packages with npm, each checked against the sum that the project knows. Read by viewer/fetch-uplot and by the
-# runners of tests/viewer; the caller sets `program`, the name in front of messages.
+# runners of tests/viewer and tests/fleet; the caller sets `program`, the name in front of messages.
 # shellcheck shell=bash
 
 : "${program:?}"
 
-# Unpacks the packages that the sums file $1 lists (sha512sum's form, files named NAME-VERSION.tgz as npm packs them) into
-# $2/node_modules/NAME. What is there already is left alone. Fails with a sentence that says what is missing.
+# Unpacks the packages that the sums file $1 lists (sha512sum's form, files named NAME-VERSION.tgz, where NAME may have a
+# scope: @SCOPE/NAME) into $2/node_modules/NAME. What is there already is left alone. Their dependencies are not fetched.
+# Fails with a sentence that says what is missing.
 fetch_npm_packages() {
     local sums folder=$2 sum file name version
     sums=$(realpath "$1")
@@ -17,7 +18,9 @@ fetch_npm_packages() {
         if [[ $(cat "$folder/node_modules/$name/.sha512" 2>/dev/null) == "$sum" ]]; then
             continue
         fi
-        fetch_one_package "$sum" "$file" "$name" "$version" "$folder" || return 1
+        # npm packs @SCOPE/NAME as SCOPE-NAME-VERSION.tgz.
+        file=${file#@}
+        fetch_one_package "$sum" "${file/\//-}" "$name" "$version" "$folder" || return 1
     done <"$sums"
 }
 
