@@ -11,7 +11,7 @@ OPTIONS = {
              'wideLayout': True, 'showPercentChange': False, 'percentChangeColorMode': 'standard',
              'reduceOptions': {'calcs': ['lastNotNull'], 'fields': '', 'values': False}},
     'state-timeline': {'legend': {**LEGEND, 'showLegend': False}, 'tooltip': {'mode': 'single', 'sort': 'none'},
-                       'mergeValues': True, 'rowHeight': 0.9, 'showValue': 'auto', 'alignValue': 'left'},
+                       'mergeValues': True, 'perPage': 20, 'rowHeight': 0.9, 'showValue': 'auto', 'alignValue': 'left'},
     'timeseries': {'legend': LEGEND, 'tooltip': {'mode': 'multi', 'sort': 'desc'}},
     'table': {'frameIndex': 0, 'showHeader': True, 'cellHeight': 'sm'},
 }
@@ -20,15 +20,24 @@ OPTIONS = {
 COLUMNS = {'alertname': 'Alert', 'severity': 'Severity', 'site': 'Site', 'instance': 'Router', 'interface': 'Interface',
            'slot': 'SIM', 'document': 'Document', 'direction': 'Direction', 'model': 'Model', 'firmware': 'Firmware',
            'version': 'Version', 'Value': 'Value'}
+WIDTHS = {'Alert': 260}
 HIDDEN = ('Time', '__name__', 'alertstate', 'job', 'kind')
 
 
-def columns(value):
-    """The transformation of a table whose numbers are called `value`; None hides them."""
+def become_table(panel, value, sort):
+    """Gives a panel its columns. Its numbers are called `value`, None hides them; it is sorted by the column `sort`, else by
+    its numbers, the greatest first."""
     names = {**COLUMNS, 'Value': value or 'Value'}
     hidden = HIDDEN if value else (*HIDDEN, 'Value')
-    return [{'id': 'organize', 'options': {'excludeByName': {name: True for name in hidden}, 'renameByName': names,
-                                           'indexByName': {name: place for place, name in enumerate(names)}}}]
+    panel['transformations'] = [{'id': 'organize', 'options': {
+        'excludeByName': {name: True for name in hidden}, 'renameByName': names,
+        'indexByName': {name: place for place, name in enumerate(names)}}}]
+    if sort or value:
+        panel['options'] = {**panel['options'], 'sortBy': [{'displayName': sort or value, 'desc': not sort}]}
+    panel['fieldConfig']['defaults']['custom'] = {'minWidth': 80}
+    panel['fieldConfig']['overrides'] = [
+        {'matcher': {'id': 'byName', 'options': name}, 'properties': [{'id': 'custom.width', 'value': width}]}
+        for name, width in WIDTHS.items()]
 
 
 def steps(*limits):
@@ -86,8 +95,8 @@ class Board:
                             'gridPos': self.place(24, 1)})
 
     def add_panel(self, panel):
-        """A panel is a dictionary: title, form, queries (each with its legend), and perhaps unit, fields, description, height,
-        and of a table what its numbers are called."""
+        """A panel is a dictionary: title, form, queries (each with its legend), and perhaps unit, fields, description, height;
+        a table has perhaps "value" and "sort", see become_table."""
         form = panel['form']
         source = {'type': 'prometheus', 'uid': '${datasource}'}
         targets = []
@@ -104,7 +113,7 @@ class Board:
                 'datasource': source, 'gridPos': self.place(width, panel.get('height', height)), 'targets': targets,
                 'fieldConfig': {'defaults': fields, 'overrides': []}, 'options': OPTIONS[form]}
         if form == 'table':
-            made['transformations'] = columns(panel.get('value'))
+            become_table(made, panel.get('value'), panel.get('sort'))
         self.panels.append(made)
 
     def text(self):

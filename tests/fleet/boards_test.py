@@ -12,14 +12,22 @@ BOARDS = ('fleet', 'router')
 VARIABLES = {'$site': '.*', '$__rate_interval': '1m'}
 
 
-def queries(board):
-    """(title, query) of every query of a board, with its variables filled in, but for $router."""
-    for panel in json.loads((FLEET / f'grafana/{board}.json').read_text(encoding='utf-8'))['panels']:
+def read_board(board):
+    return json.loads((FLEET / f'grafana/{board}.json').read_text(encoding='utf-8'))
+
+
+def targets(board):
+    """(panel, target, query) of every query of a board, with its variables filled in, but for $router."""
+    for panel in read_board(board)['panels']:
         for target in panel.get('targets', []):
             query = target['expr']
             for variable, value in VARIABLES.items():
                 query = query.replace(variable, value)
-            yield panel['title'], query
+            yield panel, target, query
+
+
+def queries(board):
+    return [query for _, _, query in targets(board)]
 
 
 def table_of_metrics():
@@ -36,7 +44,7 @@ class BoardsTest(FleetTest):
 
     def test_every_query_is_one(self):
         lines = ['groups:', '- name: boards', '  rules:']
-        for number, (_, query) in enumerate(query for board in BOARDS for query in queries(board)):
+        for number, query in enumerate(query for board in BOARDS for query in queries(board)):
             lines.append('  - {record: "board:query:%d", expr: %s}' % (number, json.dumps(query.replace('$router', 'r'))))
         rules = pathlib.Path(self.folder / 'queries.yml')
         rules.write_text('\n'.join(lines) + '\n', encoding='utf-8')
@@ -44,22 +52,29 @@ class BoardsTest(FleetTest):
         self.assertIn(f'{len(lines) - 3} rules found', said)
 
     def test_every_metric_is_on_the_board_of_a_router(self):
-        shown = ' '.join(query for _, query in queries('router'))
+        shown = ' '.join(queries('router'))
         names = table_of_metrics()
         self.assertGreater(len(names), 25)
         for name in names:
             self.assertRegex(shown, rf'\b{name}\b')
 
-    def test_panels_do_not_overlap(self):
+    def test_panels_neither_overlap_nor_leave_holes(self):
         for board in BOARDS:
             taken = set()
-            for panel in json.loads((FLEET / f'grafana/{board}.json').read_text(encoding='utf-8'))['panels']:
+            for panel in read_board(board)['panels']:
                 place = panel['gridPos']
                 cells = {(x, y) for x in range(place['x'], place['x'] + place['w'])
                          for y in range(place['y'], place['y'] + place['h'])}
                 self.assertFalse(cells & taken, panel['title'])
-                self.assertLessEqual(place['x'] + place['w'], 24)
                 taken |= cells
+            height = max(y for _, y in taken) + 1
+            self.assertEqual(taken, {(x, y) for x in range(24) for y in range(height)})
+
+    def test_titles_are_told_apart(self):
+        for board in BOARDS:
+            titles = [panel['title'] for panel in read_board(board)['panels'] if panel['type'] != 'row']
+            self.assertEqual(len(titles), len(set(titles)))
+            self.assertEqual([title for title in titles if not re.fullmatch(r'[A-Z0-9][^_]+', title)], [])
 
 
 if __name__ == '__main__':

@@ -4,9 +4,10 @@ that somebody reads, the boards' queries, and a site that pushes."""
 import pathlib
 import re
 import unittest
+import urllib.parse
 import urllib.request
 
-from boards_test import BOARDS, queries
+from boards_test import BOARDS, VARIABLES, read_board, targets
 from support import FLEET, FleetTest, Process, Prometheus, Simulator, free_port, run, wait_for
 
 ROUTERS = 50
@@ -118,11 +119,41 @@ http://alerts.example.org$""")
                 return found
         return None
 
+    def check_legend(self, legend, answer):
+        """Every label that a legend names is there, and no two lines have the same legend."""
+        names = re.findall(r'\{\{(\w+)\}\}', legend)
+        legends = [tuple(labels.get(name, '') for name in names) for labels, _ in answer]
+        self.assertNotIn('', sum(legends, ()), legend)
+        self.assertEqual(len(set(legends)), len(answer), legend)
+        self.assertNotEqual(legend + ''.join(names), '')
+
+    def check_columns(self, panel, answer):
+        """Every column has a heading of its own, or is hidden."""
+        options = panel['transformations'][0]['options']
+        shown = {label for labels, _ in answer for label in labels} - set(options['excludeByName'])
+        self.assertLessEqual(shown, set(options['renameByName']))
+        headings = {options['renameByName'][label] for label in shown | {'Value'}}
+        self.assertLessEqual({sort['displayName'] for sort in panel['options'].get('sortBy', [])}, headings)
+
     def test_the_server_has_an_answer_to_every_query_of_the_boards(self):
         for board in BOARDS:
-            for title, query in queries(board):
-                with self.subTest(title, query=query):
-                    wait_for(f'an answer for "{title}": {query}', lambda: self.board_answers(query), 45)
+            for panel, target, query in targets(board):
+                with self.subTest(panel['title'], query=query):
+                    answer = wait_for(f'an answer for {query}', lambda: self.board_answers(query), 45)
+                    if panel['type'] == 'table':
+                        self.check_columns(panel, answer)
+                    elif panel['type'] == 'stat':
+                        self.assertEqual(len(answer), 1)
+                    else:
+                        self.check_legend(target['legendFormat'], answer)
+
+    def test_variables_of_the_boards_have_values(self):
+        values = {'site': 8, 'router': ROUTERS + len(RELABELLED)}
+        for variable in (variable for board in BOARDS for variable in read_board(board)['templating']['list'][1:]):
+            series, label = re.fullmatch(r'label_values\((.*), (\w+)\)', variable['query']).groups()
+            match = urllib.parse.urlencode({'match[]': series.replace('$site', VARIABLES['$site'])})
+            wait_for(f'values of {variable["name"]}', lambda path=f'label/{label}/values?{match}', name=variable['name']:
+                     len(self.server.ask(path)) == values[name], 30)
 
 
 class PushTest(FleetTest):
