@@ -133,6 +133,19 @@ TEST_F(Signals, TermEndsItWhileTheReportOfAHangupIsStuck) {
     expect_quick_end(daemon);
 }
 
+// What comes while the main thread acts on another is noted, and has its turn as soon as that is done.
+TEST_F(Signals, TermDuringTheReportOfAHangupHasItsTurnBehindIt) {
+    daemon_process daemon(world, {"logs"});
+    ASSERT_TRUE(daemon.run_for(20));
+    world.block_syslog();
+    daemon.send_signal(SIGHUP);
+    wait_until_stuck(daemon, 0);
+    daemon.signal(SIGTERM, 0);
+    world.free_syslog();
+    EXPECT_EQ(daemon.wait_for_exit(), 255);
+    EXPECT_THAT(without_line_numbers(world.syslog_lines().back()), "warn[signal_handler]: Daemon exiting");
+}
+
 TEST_F(Signals, TermEndsItWhileAReportIsStuckAndThereIsNoWorkerYet) {
 #ifdef __SANITIZE_THREAD__
     GTEST_SKIP() << "the thread sanitizer keeps a signal back from a thread that is in the handler of another";

@@ -66,7 +66,9 @@ bool must_fail(const char* call, const char* about = "", uint64_t size = 0);
 // The row of the calling thread, or null when it does not count.
 thread_row* own_row();
 
-// Blocks the calling thread for ever (a signal does not end it, cancellation does). Nobody waits for it meanwhile.
+// Blocks the calling thread while `*word` is `value`, which whoever changes it ends with FUTEX_WAKE, or for ever (a
+// signal does not end it, cancellation does). Nobody waits for it meanwhile.
+void stall_while(const uint32_t* word, uint32_t value);
 void stall_for_ever();
 
 // Sleeps until `deadline` of the monotonic clock. Returns 0, or EINTR and the rest in `rest`.

@@ -57,8 +57,9 @@ void record_syslog(int priority, const char* format, va_list arguments) {
     char text[512];
     vsnprintf(text, sizeof text, format, arguments);
     record("syslog", "%d %s", priority, text);
-    if (__atomic_load_n(&current_world()->syslog_blocks, __ATOMIC_SEQ_CST) != 0) {
-        stall_for_ever();
+    const uint32_t& blocks = current_world()->syslog_blocks;
+    if (__atomic_load_n(&blocks, __ATOMIC_SEQ_CST) != 0) {
+        stall_while(&blocks, 1);
     }
     send_to_log(text);
 }

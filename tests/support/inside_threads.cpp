@@ -157,19 +157,27 @@ thread_row* own_row() {
     return row_of_thread;
 }
 
-void stall_for_ever() {
+void stall_while(const uint32_t* word, uint32_t value) {
     world_state* world = current_world();
     thread_row* row = row_of_thread;
-    if (world != nullptr && row != nullptr) {
-        const world_lock lock(world);
-        row->state = thread_stalled;
-        announce_activity(world);
-    }
-    uint32_t word = 0;
-    for (;;) {
-        syscall(SYS_futex, &word, FUTEX_WAIT, 0, nullptr, nullptr, 0);
+    const auto note = [&](thread_state state) {
+        if (world != nullptr && row != nullptr) {
+            const world_lock lock(world);
+            row->state = state;
+            announce_activity(world);
+        }
+    };
+    note(thread_stalled);
+    while (__atomic_load_n(word, __ATOMIC_SEQ_CST) == value) {
+        syscall(SYS_futex, word, FUTEX_WAIT, value, nullptr, nullptr, 0);
         let_signals_in();
     }
+    note(thread_running);
+}
+
+void stall_for_ever() {
+    const uint32_t word = 0;
+    stall_while(&word, 0);
 }
 
 } // namespace dashboard::testing

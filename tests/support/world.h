@@ -158,8 +158,9 @@ public:
     // SOCK_DGRAM holds, oldest first.
     void idle_system_log(int type);
     std::vector<std::string> read_system_log();
-    // syslog never returns, whatever the log's queue says. Whole daemon only.
+    // syslog does not return, whatever the log's queue says, until it is freed. Whole daemon only.
     void block_syslog();
+    void free_syslog();
 
     // What getppid answers.
     void parent_id(int32_t pid);

@@ -95,7 +95,7 @@ struct world_state {
     int32_t parent_id;        // what getppid answers
     uint32_t driver;          // process id of the test that moves the clock; 0: nobody
     uint32_t exit_noted;      // 1 + its exit status once it is about to end
-    uint32_t syslog_blocks;   // 1: syslog never returns
+    uint32_t syslog_blocks;   // 1: syslog does not return while this is so
     uint32_t pad;
     char root[256]; // folder that stands for "/"
     char hung[256]; // folder where a tool that hangs leaves its process id

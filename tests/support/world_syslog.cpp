@@ -2,10 +2,14 @@
 #include "tests/support/world.h"
 
 #include <cerrno>
+#include <climits>
 #include <cstring>
+#include <linux/futex.h>
 #include <stdexcept>
 #include <sys/socket.h>
+#include <sys/syscall.h>
 #include <sys/un.h>
+#include <unistd.h>
 
 namespace dashboard::testing {
 
@@ -39,6 +43,11 @@ std::vector<std::string> test_world::read_system_log() {
 
 void test_world::block_syslog() {
     __atomic_store_n(&shared->syslog_blocks, 1, __ATOMIC_SEQ_CST);
+}
+
+void test_world::free_syslog() {
+    __atomic_store_n(&shared->syslog_blocks, 0, __ATOMIC_SEQ_CST);
+    syscall(SYS_futex, &shared->syslog_blocks, FUTEX_WAKE, INT_MAX, nullptr, nullptr, 0);
 }
 
 } // namespace dashboard::testing
