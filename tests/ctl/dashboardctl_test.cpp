@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <fcntl.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 namespace dashboard::testing {
@@ -106,6 +107,27 @@ TEST_F(Dashboardctl, WatchesUntilNobodyReads) {
     EXPECT_EQ(end_of(child), 1) << "the last verdict";
     EXPECT_THAT(shown, HasSubstr(": degraded\n"));
     EXPECT_GE(world.clock.now() - start, 4);
+}
+
+TEST_F(Dashboardctl, WatchesOnATerminal) {
+    world.file(pid_lock_file, "");
+    const lock_holder holder;
+    const int terminal = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+    ASSERT_GE(terminal, 0);
+    ASSERT_EQ(grantpt(terminal), 0);
+    ASSERT_EQ(unlockpt(terminal), 0);
+    winsize size = {};
+    size.ws_col = 44;
+    ASSERT_EQ(ioctl(terminal, TIOCSWINSZ, &size), 0);
+    const int output = open(ptsname(terminal), O_RDWR | O_NOCTTY | O_CLOEXEC);
+    ASSERT_GE(output, 0);
+    const pid_t child = start_dashboardctl(world, {"status", "--watch"}, output, {"TERM=xterm"});
+    close(output);
+    const std::string shown = read_until(terminal, "\033[H\033[2J", 2);
+    close(terminal);
+    EXPECT_EQ(end_of(child), 1);
+    EXPECT_THAT(shown, StartsWith("\033[H\033[2Jdashboard "));
+    EXPECT_THAT(shown, AllOf(HasSubstr("\033[33mdegraded\033[0m"), Not(HasSubstr("SIZE"))));
 }
 
 TEST_F(Dashboardctl, KnowsTheVersions) {
