@@ -120,7 +120,8 @@ class SimulatorTest(FleetTest):
 
     def test_a_life_that_is_no_such_is_refused_by_its_line(self):
         file = self.folder / 'wrong.life'
-        for line in ('1 2 0 x gone', '1 two 0 3 gone', '1 2 0 3 dance', '2 1 0 3 gone', '1 2 0 3/0 gone', '1 2 0 3 cpu', '1 2 0 3 gone now', '1 20 10 3 gone'):
+        for line in ('1 2 0 x gone', '1 two 0 3 gone', '1 2 0 3 sim_flap 0', '1 2 0 3 dance', '2 1 0 3 gone',
+                     '1 2 0 3/0 gone', '1 2 0 3 cpu', '1 2 0 3 gone now', '1 20 10 3 gone'):
             file.write_text(f'# fine\n1 2 0 3 gone\n{line}\n', encoding='utf-8')
             done = call('--recorded', FLEET / 'recorded', '--life', file, '--history', 1)
             with self.subTest(line):
