@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
+#include <grp.h>
 #include <sys/prctl.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -20,7 +21,8 @@ using ::testing::Field;
 using ::testing::HasSubstr;
 using testing::test_world;
 
-constexpr unsigned nobody = 65534;
+constexpr gid_t nobody = 65534;
+constexpr gid_t further_group = 64321;
 
 enum class rights { of_this_process, of_nobody };
 
@@ -33,7 +35,8 @@ public:
         child = fork();
         if (child == 0) {
             const bool stays = whose == rights::of_this_process || geteuid() != 0;
-            const bool changed = stays || (setgid(nobody) == 0 && setuid(nobody) == 0);
+            const bool changed =
+                stays || (setgroups(1, &further_group) == 0 && setgid(nobody) == 0 && setuid(nobody) == 0);
             const bool named = prctl(PR_SET_NAME, name, 0, 0, 0) == 0;
             const char answer = changed && named ? '1' : '0';
             (void)!write(ready[1], &answer, 1);
@@ -115,9 +118,11 @@ TEST_F(DoctorOfWebServer, GoesByItsUserAndItsGroups) {
     ASSERT_EQ(chown(real.c_str(), nobody, 0), 0);
     ASSERT_EQ(chmod(real.c_str(), 0), 0);
     expect_unreadable();
-    ASSERT_EQ(chown(real.c_str(), 0, nobody), 0);
-    ASSERT_EQ(chmod(real.c_str(), 0), 0);
-    expect_unreadable();
+    for (const gid_t group : {nobody, further_group}) {
+        ASSERT_EQ(chown(real.c_str(), 0, group), 0);
+        ASSERT_EQ(chmod(real.c_str(), 0), 0);
+        expect_unreadable();
+    }
 }
 
 } // namespace

@@ -53,6 +53,7 @@ TEST(HostileNames, AreEscaped) {
         {"\xf4\x90\x80\x80", "\\\\xf4\\\\x90\\\\x80\\\\x80"},
         {"\xc0\xaf", "\\\\xc0\\\\xaf"},
         {"\xe2\x82", "\\\\xe2\\\\x82"},
+        {"\xc3(", "\\\\xc3("},
         {"}{,=", "}{,="},
         {"\\xff", "\\\\x5cxff"}};
     for (const auto& [name, shown] : names) {

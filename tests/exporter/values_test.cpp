@@ -116,6 +116,13 @@ TEST(Values, OfCurrentTrafficAreTakenByNumber) {
     EXPECT_THAT(all, Contains(Pair(rejected("current_traffic"), "0")));
 }
 
+TEST(Values, OfCurrentTrafficBeforeTheFirstSampleAreNone) {
+    const samples all = said_of_current("");
+    EXPECT_THAT(all, Contains(Pair("dashboard_document_readable{document=\"current_traffic\"}", "1")));
+    EXPECT_THAT(all, Contains(Pair(rejected("current_traffic"), "0")));
+    EXPECT_THAT(all, Not(Contains(Key("dashboard_memory_utilization_ratio"))));
+}
+
 TEST(Values, OfMemoryThatCouldNotBeReadAreLeftOut) {
     router_documents documents;
     documents.files["current_traffic_sec_0.xml"].text = document_of(" <usage>0|-1|7</usage>\n");
