@@ -102,7 +102,7 @@ TEST_F(Dashboardctl, WatchesUntilNobodyReads) {
     const int64_t start = world.clock.now();
     const pid_t child = start_dashboardctl(world, {"status", "--watch"}, ends[1]);
     close(ends[1]);
-    const std::string shown = read_until(ends[0], "\n\ndashboard ", 2); // an empty line between two
+    const std::string shown = read_until(ends[0], "\n\ndashboard", 2); // an empty line between two
     close(ends[0]);
     EXPECT_EQ(end_of(child), 1) << "the last verdict";
     EXPECT_THAT(shown, HasSubstr(": degraded\n"));
@@ -126,7 +126,7 @@ TEST_F(Dashboardctl, WatchesOnATerminal) {
     const std::string shown = read_until(terminal, "\033[H\033[2J", 2);
     close(terminal);
     EXPECT_EQ(end_of(child), 1);
-    EXPECT_THAT(shown, StartsWith("\033[H\033[2Jdashboard "));
+    EXPECT_THAT(shown, StartsWith("\033[H\033[2Jdashboard"));
     EXPECT_THAT(shown, AllOf(HasSubstr("\033[33mdegraded\033[0m"), Not(HasSubstr("SIZE"))));
 }
 
