@@ -210,7 +210,7 @@ TEST_F(doctor, FollowsTheItemsOfOtherModules) {
 
 TEST_F(doctor, NotesWhatModulesFindNothingToMeasure) {
     status_look status = running();
-    for (const size_t module : {3, 4, 5, 7, 10}) {
+    for (const size_t module : {3U, 4U, 5U, 7U, 10U}) {
         status.modules[module].enable = 1;
     }
     world.csman.set_string(0x8000f391, "rai0");
