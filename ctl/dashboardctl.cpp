@@ -55,7 +55,8 @@ void show(const status_look& status, const status_options& options) {
 int run_status(const status_options& options) {
     status_look status = look_at_status(nullptr);
     show(status, options);
-    while (options.watch && fflush(stdout) == 0) {
+    // A terminal is written to line by line: when it has gone, nothing may be left that a flush would fail with.
+    while (options.watch && fflush(stdout) == 0 && ferror(stdout) == 0) {
         sleep(watch_period);
         status = look_at_status(&status);
         show(status, options);

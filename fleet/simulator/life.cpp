@@ -60,7 +60,11 @@ bool read_argument(std::istringstream& in, const happening_word& word, happening
     if (word.has_link) {
         return static_cast<bool>(in >> what.link);
     }
-    return !word.has_number || in >> what.number;
+    if (!word.has_number) {
+        return true;
+    }
+    // A SIM flaps every so many seconds.
+    return in >> what.number && (word.kind != happening_kind::sim_flap || what.number > 0);
 }
 
 bool read_line(const std::string& line, happening& what) {

@@ -1,14 +1,12 @@
 #include "ctl/daemon_look.h"
 
 #include "base/dashboard_version.h"
+#include "lock_holder.h"
 #include "tests/support/world.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <csignal>
-#include <fcntl.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 namespace dashboard {
@@ -16,39 +14,6 @@ namespace {
 
 using ::testing::Contains;
 using testing::test_world;
-
-// A process that holds the lock of the PID file until it is ended.
-class lock_holder {
-public:
-    lock_holder() {
-        int ready[2];
-        EXPECT_EQ(pipe(ready), 0);
-        child = fork();
-        if (child == 0) {
-            const int file = open(pid_lock_file, O_RDWR);
-            const bool locked = file >= 0 && ::lockf(file, F_TLOCK, 0) == 0;
-            const char answer = locked ? '1' : '0';
-            (void)!write(ready[1], &answer, 1);
-            for (;;) {
-                pause();
-            }
-        }
-        char answer = '0';
-        EXPECT_EQ(read(ready[0], &answer, 1), 1);
-        EXPECT_EQ(answer, '1');
-        close(ready[0]);
-        close(ready[1]);
-    }
-    ~lock_holder() { end(); }
-    void end() {
-        if (child > 0) {
-            kill(child, SIGKILL);
-            waitpid(child, nullptr, 0);
-        }
-        child = 0;
-    }
-    pid_t child = 0;
-};
 
 TEST(DaemonLook, FindsTheHolderOfTheLockWhateverTheFileSays) {
     test_world world;
@@ -112,6 +77,7 @@ TEST(Version, StandsBehindItsMark) {
 TEST(Variables, AreReadFromAProcess) {
     EXPECT_NE(variable_of(getpid(), "PATH"), "");
     EXPECT_EQ(variable_of(getpid(), "PAT"), "");
+    EXPECT_EQ(variable_of(0x7fffffff, "PATH"), "") << "of no process";
 }
 
 } // namespace

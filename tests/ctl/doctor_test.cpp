@@ -27,6 +27,10 @@ auto good_with(const char* words) {
     return Contains(AllOf(Field(&finding::how, grade::good), Field(&finding::text, HasSubstr(words))));
 }
 
+auto note_with(const char* words) {
+    return Contains(AllOf(Field(&finding::how, grade::note), Field(&finding::text, HasSubstr(words))));
+}
+
 auto anything_wrong() {
     return Contains(Field(&finding::how, grade::wrong));
 }
@@ -109,6 +113,13 @@ TEST_F(doctor, FindsMissingFolders) {
     EXPECT_THAT(places(), wrong_with("/tmp/dashboard is no folder", "rm /tmp/dashboard"));
 }
 
+TEST_F(doctor, FindsAFolderThatIsNotWritable) {
+    world.fail("access", EROFS, "/tmp/dashboard");
+    EXPECT_THAT(places(), wrong_with("/tmp/dashboard is not writable", "mount -t tmpfs tmpfs /tmp/dashboard"));
+    world.fail("access", EACCES, "/tmp/dashboard");
+    EXPECT_THAT(places(), wrong_with("/tmp/dashboard is not writable", "run this as root"));
+}
+
 TEST_F(doctor, FindsDocumentsWithoutALink) {
     status_look status = running();
     document_state document;
@@ -132,6 +143,12 @@ TEST_F(doctor, KnowsAStaleLockFromAHeldOne) {
     status.daemon.noted = 0x7ffffff0;
     status.daemon.lock = lock_state::stale;
     EXPECT_THAT(places(status), good_with("left from an earlier daemon and not locked"));
+}
+
+TEST_F(doctor, CannotTellOfALockThatItMayNotRead) {
+    status_look status = running();
+    status.daemon.lock = lock_state::unreadable;
+    EXPECT_THAT(places(status), note_with("cannot be read, so its lock is not known"));
 }
 
 TEST_F(doctor, LooksAtTheClock) {
@@ -189,6 +206,46 @@ TEST_F(doctor, FollowsTheItemsOfOtherModules) {
     status.modules[7].enable = 1;
     world.file("/tmp/aptraffic/APTraffic_3", "");
     EXPECT_THAT(store(status), wrong_with("/tmp/aptraffic/APTraffic_3 is empty", "rm /tmp/aptraffic/APTraffic_3"));
+}
+
+TEST_F(doctor, NotesWhatModulesFindNothingToMeasure) {
+    status_look status = running();
+    for (const size_t module : {3U, 4U, 5U, 7U, 10U}) {
+        status.modules[module].enable = 1;
+    }
+    world.csman.set_string(0x8000f391, "rai0");
+    world.file("/tmp/aptraffic/APTraffic_tmp_of_another", "");
+    world.file("/tmp/aptraffic/other", "");
+    world.fail("stat", ENOENT, "APTraffic_"); // gone before it was looked at
+    const findings list = store(status);
+    EXPECT_THAT(list, note_with("bond.enable is 1, but no bond is configured"));
+    EXPECT_THAT(list, note_with("lan.enable is 1, and there is no bridge br0 to br4"));
+    EXPECT_THAT(list, note_with("Wi-Fi 2.4: there is no interface rai0"));
+    EXPECT_THAT(list, note_with("access points are on, but no record lies in /tmp/aptraffic"));
+    EXPECT_THAT(list, note_with("sim.enable is 1, but neither slot's state is 1"));
+    EXPECT_THAT(list, Not(anything_wrong()));
+}
+
+TEST_F(doctor, MendsWithTheToolThatIsThere) {
+    status_look status = running();
+    status.modules[5].enable = 1;
+    EXPECT_THAT(store(status), wrong_with("wifi24.interface is ''", "set item 0x8000f391 (wifi24.interface) to ra0"));
+    world.tool("csmanctl", "exit 0");
+    EXPECT_THAT(store(status), wrong_with("wifi24.interface is ''", "csmanctl set wifi24.interface ra0"));
+    world.no_tool("mpstat");
+    world.no_tool("netstat");
+    EXPECT_THAT(tools(), wrong_with("mpstat is missing", "put busybox's or an equal mpstat into"));
+    world.tool("apt-get", "exit 0");
+    EXPECT_THAT(tools(), wrong_with("mpstat is missing", "apt-get install sysstat"));
+    EXPECT_THAT(tools(), wrong_with("netstat is missing", "apt-get install busybox && mkdir -p "));
+}
+
+TEST_F(doctor, NotesThatTheMemoryModuleMissesItsTool) {
+    status_look status = running();
+    status.modules[1].enable = 1;
+    findings list;
+    check_tools(status, list);
+    EXPECT_THAT(list, note_with("freemem is missing"));
 }
 
 TEST(FindingText, KeepsCommandsWhole) {

@@ -65,6 +65,11 @@ TEST(ReadDocument, NamesWhatIsWrong) {
     EXPECT_EQ(read_document("<html>\n").fault, "does not begin as a document");
     EXPECT_EQ(read_document(whole.substr(0, whole.size() - 12)).fault, "cut short");
     EXPECT_EQ(read_document(whole + "    <time>1</time>\n").fault, "goes on behind its end");
+    for (const char* const line : {"no element", "    <mem_usage", "    < >1</>"}) {
+        std::string other = whole;
+        other.insert(other.find("</datalist>"), std::string(line) + "\n");
+        EXPECT_THAT(read_document(other).fault, HasSubstr(std::string("is no element: ") + line));
+    }
     std::string torn = whole;
     torn.replace(torn.find("</mem_usage>"), 12, "</mem>");
     EXPECT_THAT(read_document(torn).fault, HasSubstr("is no element:     <mem_usage>1</mem>"));
@@ -86,6 +91,17 @@ TEST(LostSeconds, LooksAtSixtySecondsOnly) {
 
 TEST(LostSeconds, BeginsAnewWhereTheClockWasSetBack) {
     EXPECT_EQ(lost_seconds({100, 105, 50, 51, 53}), 1);
+}
+
+// A document is removed and renamed into place: for a moment there is none.
+TEST(LookAtDocuments, WaitsForOneThatIsBeingReplaced) {
+    test_world world;
+    world.file("/tmp/dashboard/mem_usage_sec_0.xml", two_samples);
+    world.fail("stat", ENOENT, "mem_usage_sec_0.xml", 2);
+    EXPECT_EQ(look_at_documents().size(), 1U);
+    EXPECT_THAT(world.calls("usleep"), ElementsAre("20000", "20000"));
+    world.fail("stat", ENOENT, "mem_usage_sec_0.xml", 3);
+    EXPECT_THAT(look_at_documents(), IsEmpty());
 }
 
 TEST(LookAtDocuments, TellsSizeAgeAndLink) {

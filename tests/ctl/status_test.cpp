@@ -6,6 +6,7 @@
 
 #include <cstdlib>
 #include <ctime>
+#include <tuple>
 
 namespace dashboard {
 namespace {
@@ -120,6 +121,18 @@ TEST(ModuleState, KnowsForHowLongFromTheLookBefore) {
     EXPECT_EQ(module_state_text(second, wan), "watched 4 s");
 }
 
+TEST(ModuleState, OfSeveralDocumentsTheNewestCounts) {
+    constexpr size_t each_ap = 7;
+    status_look status = good_status();
+    status.modules[each_ap].enable = 1;
+    status.documents.push_back(sec_document(each_ap, 1, {1795279690}));
+    status.documents.push_back(sec_document(each_ap, 400, {1795279291}));
+    const module_look module = judged(status).modules[each_ap];
+    EXPECT_EQ(module.newest_age, 1);
+    EXPECT_EQ(module.documents, 2U);
+    EXPECT_EQ(module.size, 2 * 2011);
+}
+
 TEST(ModuleState, CurrentTrafficIsWatchedWithoutSampleTimes) {
     status_look status = good_status();
     status.modules[current].enable = 1;
@@ -173,6 +186,43 @@ TEST(StatusText, IsPlainWithoutColours) {
     EXPECT_THAT(status_text(judged(good_status()), {true, 80}), HasSubstr("\033[32mhealthy\033[0m"));
 }
 
+TEST(StatusText, MarksWhatIsNotWell) {
+    status_look status = good_status();
+    status.daemon.process.threads = 2;
+    EXPECT_THAT(status_text(judged(status), {true, 80}), HasSubstr("\033[33mdegraded\033[0m"));
+    status.daemon.pid = 0;
+    EXPECT_THAT(status_text(judged(status), {true, 80}), HasSubstr("\033[31;1mnot running\033[0m"));
+}
+
+TEST(StatusText, SaysWhatIsKnownOfTheLock) {
+    const std::vector<std::tuple<lock_state, pid_t, const char*>> locks = {
+        {lock_state::no_file, 0, "none"},
+        {lock_state::no_file, 31, "none: process 1 started the daemon directly"},
+        {lock_state::stale, 0, "free: the PID file is left from an earlier daemon"},
+        {lock_state::stale, 31, "none: process 1 started the daemon directly (an older PID file is left)"},
+        {lock_state::unreadable, 31, "not known: only root may look"}};
+    for (const auto& [lock, pid, words] : locks) {
+        status_look status = good_status();
+        status.daemon.lock = lock;
+        status.daemon.pid = pid;
+        EXPECT_THAT(status_text(judged(status), {false, 100}), HasSubstr("lock       " + std::string(words) + "\n"));
+    }
+}
+
+TEST(StatusText, SaysWhereMessagesGo) {
+    const std::vector<std::pair<int, const char*>> modes = {{unset_item, ""},
+                                                            {0, ""},
+                                                            {1, ", no messages"},
+                                                            {2, ", messages to the console"},
+                                                            {3, ", messages to the system log"}};
+    for (const auto& [mode, words] : modes) {
+        status_look status = good_status();
+        status.store.log_mode = mode;
+        EXPECT_THAT(status_text(judged(status), {}),
+                    HasSubstr("store      open, daemon switched on" + std::string(words) + "\n"));
+    }
+}
+
 TEST(StatusJson, CarriesTheSameForPrograms) {
     status_look status = good_status();
     status.documents[1].content.fault = "has a \"line\"";
@@ -186,6 +236,14 @@ TEST(StatusJson, CarriesTheSameForPrograms) {
     EXPECT_THAT(text, HasSubstr("{\"name\": \"bond\", \"state\": \"off\", \"enable\": null, \"watched\": false, "
                                 "\"watched_for\": null, \"newest_age\": null, \"lost_seconds\": null}"));
     EXPECT_THAT(text, HasSubstr("\"samples\": 1, \"linked\": true, \"fault\": \"has a \\\"line\\\"\"}]}\n"));
+}
+
+TEST(StatusJson, SaysWhatIsKnownOfTheLock) {
+    status_look status = good_status();
+    status.daemon.lock = lock_state::stale;
+    EXPECT_THAT(status_json(judged(status)), HasSubstr("\"lock\": \"free\"}"));
+    status.daemon.lock = lock_state::unreadable;
+    EXPECT_THAT(status_json(judged(status)), HasSubstr("\"lock\": \"unknown\"}"));
 }
 
 TEST(StatusJson, OfNoDaemon) {

@@ -7,6 +7,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cerrno>
+#include <sys/resource.h>
+
 namespace dashboard {
 namespace {
 
@@ -55,6 +58,19 @@ TEST(Log, ShowsTheDaemonsWarningsOnly) {
     EXPECT_THAT(pick_warnings("nothing\n", 2), IsEmpty());
 }
 
+TEST(Log, IsAFileOrWhatAToolTells) {
+    test_world world;
+    std::string from = "somewhere";
+    EXPECT_THAT(find_warnings(2, from), IsEmpty());
+    EXPECT_EQ(from, "");
+    world.tool("logread", "echo 'r Dashboard: warn[x:1]: told'");
+    EXPECT_THAT(find_warnings(2, from), ElementsAre("r Dashboard: warn[x:1]: told"));
+    EXPECT_EQ(from, "'logread'");
+    world.file("/var/log/user.log", "r Dashboard: warn[x:1]: written\n");
+    EXPECT_THAT(find_warnings(2, from), ElementsAre("r Dashboard: warn[x:1]: written"));
+    EXPECT_EQ(from, "/var/log/user.log");
+}
+
 TEST(Command, GivesItsOutputAndItsStatus) {
     std::string output;
     EXPECT_EQ(run_command("echo one; echo two >&2; exit 3", 5, output), 3);
@@ -72,6 +88,21 @@ TEST(Command, IsEndedWhenItPrintsForEver) {
     std::string output;
     EXPECT_EQ(run_command("yes", 5, output), command_timed_out);
     EXPECT_GE(output.size(), 1U << 20);
+}
+
+TEST(Command, CannotBeRunWithoutDescriptorsOrProcesses) {
+    test_world world;
+    std::string output = "of the one before";
+    rlimit usual = {};
+    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &usual), 0);
+    const rlimit none = {0, usual.rlim_max};
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+    EXPECT_EQ(run_command("echo", 5, output), -1);
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &usual), 0);
+    EXPECT_EQ(output, "");
+    world.fail("fork", EAGAIN);
+    EXPECT_EQ(run_command("echo", 5, output), -1);
+    EXPECT_EQ(run_command("echo", 5, output), 0);
 }
 
 TEST(Command, IsFoundInThePath) {

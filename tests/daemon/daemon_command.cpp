@@ -27,7 +27,8 @@ std::vector<std::string> environment(const test_world& world) {
 }
 
 // The words in front of the daemon's own: the emulator's, which hands the environment on itself.
-std::vector<std::string> command_line(const std::vector<std::string>& words, std::vector<std::string>& variables) {
+std::vector<std::string> command_line(const std::string& program, const std::vector<std::string>& words,
+                                      std::vector<std::string>& variables) {
     std::vector<std::string> line = emulator_words();
     if (!line.empty()) {
         for (const std::string& variable : variables) {
@@ -36,7 +37,7 @@ std::vector<std::string> command_line(const std::vector<std::string>& words, std
         const char* const path = getenv("PATH");
         variables = {std::string("PATH=/usr/bin:/bin:") + (path == nullptr ? "" : path)};
     }
-    line.push_back(tested_file(DASHBOARD_EXECUTABLE));
+    line.push_back(tested_file(program));
     line.insert(line.end(), words.begin(), words.end());
     return line;
 }
@@ -56,9 +57,15 @@ std::string program_of(const std::string& word) {
 } // namespace
 
 daemon_command command_in(const test_world& world, const std::vector<std::string>& own_words) {
+    return command_in(world, DASHBOARD_EXECUTABLE, own_words, {});
+}
+
+daemon_command command_in(const test_world& world, const std::string& program,
+                          const std::vector<std::string>& own_words, const std::vector<std::string>& own_variables) {
     daemon_command command;
     command.variables = environment(world);
-    command.words = command_line(own_words, command.variables);
+    command.variables.insert(command.variables.end(), own_variables.begin(), own_variables.end());
+    command.words = command_line(program, own_words, command.variables);
     command.program = program_of(command.words.front());
     return command;
 }

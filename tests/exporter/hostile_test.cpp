@@ -53,6 +53,7 @@ TEST(HostileNames, AreEscaped) {
         {"\xf4\x90\x80\x80", "\\\\xf4\\\\x90\\\\x80\\\\x80"},
         {"\xc0\xaf", "\\\\xc0\\\\xaf"},
         {"\xe2\x82", "\\\\xe2\\\\x82"},
+        {"\xc3(", "\\\\xc3("},
         {"}{,=", "}{,="},
         {"\\xff", "\\\\x5cxff"}};
     for (const auto& [name, shown] : names) {
@@ -135,7 +136,8 @@ TEST(HostileDocuments, MakeNoSampleTwice) {
 }
 
 TEST(HostileDocuments, WithATimeThatIsNoneAreMalformed) {
-    for (const char* time : {"", "x", "1795233703", "1795233703500", "99999999999999000", "-0", "--1000"}) {
+    for (const char* time :
+         {"", "x", "1</time><time>2", "1795233703", "1795233703500", "99999999999999000", "-0", "--1000"}) {
         router_documents documents;
         documents.files["mem_usage_sec_0.xml"].text =
             document_of("    <time>" + std::string(time) + "</time>\n    <mem_usage>1</mem_usage>\n");
@@ -143,6 +145,13 @@ TEST(HostileDocuments, WithATimeThatIsNoneAreMalformed) {
         EXPECT_THAT(all, Contains(Pair(readable("mem_usage"), "0"))) << time;
         EXPECT_THAT(all, Not(Contains(Key("dashboard_memory_used_bytes")))) << time;
     }
+}
+
+TEST(HostileDocuments, WithATimeThatDoesNotEndAreMalformed) {
+    router_documents documents;
+    documents.files["mem_usage_sec_0.xml"].text =
+        document_of("    <time>1795233702000</tim>\n    <mem_usage>1</mem_usage>\n");
+    EXPECT_THAT(samples_of(exposed(documents)), Contains(Pair(readable("mem_usage"), "0")));
 }
 
 TEST(HostileDocuments, ThatAreLongerThanAnyAreMalformed) {

@@ -1,11 +1,13 @@
 // The program's parts on a router of their own: files, lock and store of a stand-in world, request in the environment.
 #include "exporter/answer.h"
 #include "exporter/document_folder.h"
+#include "exporter/document_piece.h"
 #include "exporter/refusal_count.h"
 #include "router_documents.h"
 #include "tests/support/world.h"
 
 #include <cstdlib>
+#include <unistd.h>
 
 #include <gmock/gmock.h>
 
@@ -146,6 +148,31 @@ TEST_F(Router, SaysWhichDocumentsItMayNotRead) {
     EXPECT_THAT(said(), Contains(Pair("dashboard_document_readable{document=\"mem_usage\"}", "0")));
 }
 
+TEST_F(Router, ReadsPlainFilesOnly) {
+    world.folder("/tmp/dashboard/mem_usage_sec_0.xml");
+    EXPECT_THAT(said(), Contains(Pair("dashboard_document_readable{document=\"mem_usage\"}", "0")));
+}
+
+// Only its two ends are: what lies between them may be anything.
+TEST_F(Router, ReadsTheEndsOfALongDocument) {
+    const std::string newest = sample_lines_of(world.clock.now(), {{"mem_usage", "1"}});
+    world.file("/tmp/dashboard/mem_usage_sec_0.xml", document_of(std::string(2 * longest_end, '\n') + newest));
+    world.file("/tmp/dashboard/cpu_usage_sec_0.xml", document_of(newest + std::string(longest_end, '\n')));
+    world.file("/tmp/dashboard/current_traffic_sec_0.xml", document_of(std::string(longest_end, '\n')));
+    const samples all = said();
+    EXPECT_THAT(all, Contains(Pair("dashboard_memory_used_bytes", "1024")));
+    EXPECT_THAT(all, Contains(Pair("dashboard_document_readable{document=\"cpu_usage\"}", "0")));
+    EXPECT_THAT(all, Contains(Pair("dashboard_document_readable{document=\"current_traffic\"}", "0")));
+}
+
+TEST_F(Router, ReadsNoDocumentWhoseNameIsTooLong) {
+    const std::string path = "/tmp/dashboard/" + std::string(250, 'x');
+    document_folder folder = {path.c_str(), 0};
+    const document_source source = source_of(folder);
+    document_piece piece;
+    EXPECT_EQ(source.read(source.context, "mem_usage_sec_0.xml", longest_sample, piece), document_fault::denied);
+}
+
 TEST_F(Router, RenewsTheRequestsOfModulesThatRun) {
     enable("wan");
     enable("current");
@@ -257,6 +284,15 @@ TEST_F(Router, CountsWhatItRefuses) {
 TEST_F(Router, CountsInNobodyElsesFile) {
     world.file("/tmp/dashboard/somebodys", "text");
     world.link("/tmp/dashboard/somebodys", refusal_file);
+    answered({{"REQUEST_METHOD", "POST"}});
+    EXPECT_EQ(world.read("/tmp/dashboard/somebodys"), "text");
+    EXPECT_THAT(said(), Not(Contains(Key("dashboard_requests_refused_total{reason=\"method\"}"))));
+}
+
+// A second name of the file may be somebody else's way to it.
+TEST_F(Router, CountsInNoFileWithASecondName) {
+    world.file("/tmp/dashboard/somebodys", "text");
+    ASSERT_EQ(link(world.real_path("/tmp/dashboard/somebodys").c_str(), world.real_path(refusal_file).c_str()), 0);
     answered({{"REQUEST_METHOD", "POST"}});
     EXPECT_EQ(world.read("/tmp/dashboard/somebodys"), "text");
     EXPECT_THAT(said(), Not(Contains(Key("dashboard_requests_refused_total{reason=\"method\"}"))));

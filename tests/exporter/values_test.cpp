@@ -19,6 +19,12 @@ samples said_of(const std::string& name, const element_list& elements) {
     return samples_of(exposed(documents));
 }
 
+samples said_of_current(const std::string& lines) {
+    router_documents documents;
+    documents.files["current_traffic_sec_0.xml"].text = document_of(lines);
+    return samples_of(exposed(documents));
+}
+
 std::string rejected(const std::string& document) {
     return "dashboard_document_rejected_values{document=\"" + document + "\"}";
 }
@@ -38,6 +44,19 @@ TEST(Values, OfProcessorsAreRatios) {
 TEST(Values, OfMemoryAreBytes) {
     EXPECT_THAT(said_of("mem_usage_sec_0.xml", {{"mem_usage", "4294967295"}}),
                 Contains(Pair("dashboard_memory_used_bytes", "4398046510080")));
+}
+
+TEST(Values, OfCurrentTrafficThatAreNoneAreRejected) {
+    for (const char* usage : {"", "1", "1|2", "1|101|3", "1|2|x", "1|2|3|4", "1|-2|3"}) {
+        EXPECT_THAT(said_of_current(" <usage>" + std::string(usage) + "</usage>\n"),
+                    Contains(Pair(rejected("current_traffic"), "1")))
+            << usage;
+    }
+    EXPECT_THAT(said_of_current(" <port_power>1</port_power>\n <port_power>2</port_power>\n"
+                                " <port_wifi2g>2147483648</port_wifi2g>\n"
+                                " <item name=\"tx_0\">1</item>\n <item name=\"tx_0\">2</item>\n"
+                                " <item name=\"device_0\">eth0</item>\n <item name=\"rx_0\">-1</item>\n"),
+                Contains(Pair(rejected("current_traffic"), "4")));
 }
 
 TEST(Values, OfSimSlotsKeepTheirSigns) {
@@ -95,6 +114,13 @@ TEST(Values, OfCurrentTrafficAreTakenByNumber) {
                                    "\"receive\"}",
                                    "118551211")));
     EXPECT_THAT(all, Contains(Pair(rejected("current_traffic"), "0")));
+}
+
+TEST(Values, OfCurrentTrafficBeforeTheFirstSampleAreNone) {
+    const samples all = said_of_current("");
+    EXPECT_THAT(all, Contains(Pair("dashboard_document_readable{document=\"current_traffic\"}", "1")));
+    EXPECT_THAT(all, Contains(Pair(rejected("current_traffic"), "0")));
+    EXPECT_THAT(all, Not(Contains(Key("dashboard_memory_utilization_ratio"))));
 }
 
 TEST(Values, OfMemoryThatCouldNotBeReadAreLeftOut) {

@@ -3,6 +3,7 @@
 import http.client
 import json
 import re
+import socket
 import subprocess
 import time
 import unittest
@@ -14,6 +15,11 @@ from support import FLEET, ROUTERS, FleetTest, Simulator
 
 def call(*options):
     return subprocess.run([str(word) for word in (ROUTERS, *options)], capture_output=True, text=True, timeout=60, check=False)
+
+
+def place_of(simulator):
+    host, port = simulator.address.split(':')
+    return host, int(port)
 
 
 class SimulatorTest(FleetTest):
@@ -61,9 +67,61 @@ class SimulatorTest(FleetTest):
         up = self.values(text, 'dashboard_interface_up', '"r00002"', '"wan2"')
         self.assertEqual({value for second, value in up.items() if 100 <= second < 160}, {0.0})
 
+    def test_what_happens_again_and_again_does_so(self):
+        text = self.history('100 130 60 2 down usbnet0\n', '--history', 300)
+        wan = self.values(text, 'dashboard_traffic_bytes_total', '"r00002"', '"wan2"', '"receive"')
+        self.assertTrue(wan)
+        self.assertFalse([second for second in wan if second >= 100 and (second - 100) % 60 < 30])
+        self.assertEqual(list(wan.values()), sorted(wan.values()))
+
+    def test_a_link_that_was_restarted_counts_from_zero_without_a_gap(self):
+        text = self.history('100 100 0 2 restart usbnet0\n', '--history', 300)
+        wan = self.values(text, 'dashboard_traffic_bytes_total', '"r00002"', '"wan2"', '"receive"')
+        before = [value for second, value in wan.items() if second < 100]
+        after = [value for second, value in wan.items() if second >= 100]
+        self.assertLess(max(after), min(before))
+        self.assertEqual(after, sorted(after))
+        self.assertEqual(max(b - a for a, b in zip(list(wan), list(wan)[1:])), 15)
+
+    def test_a_daemon_that_died_publishes_nothing_new(self):
+        text = self.history('100 200 0 2 daemon_dead\n', '--history', 300)
+        up = self.values(text, 'dashboard_up', '"r00002"')
+        self.assertEqual({value for second, value in up.items() if 100 <= second < 200}, {0.0})
+        self.assertEqual({value for second, value in up.items() if not 100 <= second < 200}, {1.0})
+        # What is too old is not shown.
+        cpu = self.values(text, 'dashboard_cpu_utilization_ratio', '"r00002"')
+        self.assertTrue([second for second in cpu if second >= 200])
+        self.assertFalse([second for second in cpu if 130 <= second < 200])
+
+    def test_a_sim_that_flaps_comes_and_goes(self):
+        text = self.history('100 200 0 2 sim_flap 30\n', '--history', 300)
+        rsrp = self.values(text, 'dashboard_sim_rsrp_dbm', '"r00002"', '"1"')
+        self.assertTrue([second for second in rsrp if second < 100])
+        self.assertTrue([second for second in rsrp if second >= 200])
+        self.assertFalse([second for second in rsrp if 145 <= second < 160])
+
+    def test_what_cannot_be_read_or_written_is_told(self):
+        recorded = ('--recorded', FLEET / 'recorded', '--routers', 1, '--history', 1)
+        for options, words in (((*recorded, '--life', self.folder / 'none.life'), "none.life: can't be read"),
+                               (('--recorded', self.folder / 'none'), 'none: No such file or directory')):
+            done = call(*options)
+            self.assertEqual(done.returncode, 1)
+            self.assertIn(words, done.stderr)
+        with open('/dev/full', 'w', encoding='utf-8') as full:
+            done = subprocess.run([ROUTERS, *map(str, recorded)], stdout=full, stderr=subprocess.PIPE, text=True, timeout=60,
+                                  check=False)
+        self.assertEqual((done.returncode, done.stderr), (1, 'fleet_routers: No space left on device\n'))
+
+    def test_its_help_names_its_options(self):
+        done = call('--help')
+        self.assertEqual((done.returncode, done.stderr), (0, ''))
+        for option in ('--recorded', '--routers', '--life', '--port', '--epoch', '--history', '--step', '--truth-step'):
+            self.assertIn(f'  {option} ', done.stdout)
+
     def test_a_life_that_is_no_such_is_refused_by_its_line(self):
         file = self.folder / 'wrong.life'
-        for line in ('1 2 0 3 dance', '2 1 0 3 gone', '1 2 0 3/0 gone', '1 2 0 3 cpu', '1 2 0 3 gone now', '1 20 10 3 gone'):
+        for line in ('1 2 0 x gone', '1 two 0 3 gone', '1 2 0 3 sim_flap 0', '1 2 0 3 dance', '2 1 0 3 gone',
+                     '1 2 0 3/0 gone', '1 2 0 3 cpu', '1 2 0 3 gone now', '1 20 10 3 gone'):
             file.write_text(f'# fine\n1 2 0 3 gone\n{line}\n', encoding='utf-8')
             done = call('--recorded', FLEET / 'recorded', '--life', file, '--history', 1)
             with self.subTest(line):
@@ -121,6 +179,27 @@ class SimulatorTest(FleetTest):
             urllib.request.urlopen(f'http://{simulator.address}{paths[1]}', timeout=10)
         with self.assertRaises(urllib.error.HTTPError):
             urllib.request.urlopen(f'http://{simulator.address}/7/cgi-bin/metrics', timeout=10)
+
+    def test_it_serves_paths_of_get_requests_only(self):
+        simulator = self.start(Simulator(self.folder, '--routers', 1))
+        for request in (b'POST /targets HTTP/1.1', b'GET', b'GET / HTTP/1.1', b'GET /1/cgi-bin/metrics HTTP/1.1'):
+            with self.subTest(request), socket.create_connection(place_of(simulator), 10) as connection:
+                connection.sendall(request + b'\r\n\r\n')
+                self.assertTrue(connection.recv(100).startswith(b'HTTP/1.1 404 Not Found\r\n'))
+
+    def test_a_port_that_is_taken_is_told(self):
+        simulator = self.start(Simulator(self.folder, '--routers', 1))
+        done = call('--recorded', FLEET / 'recorded', '--port', place_of(simulator)[1])
+        self.assertEqual((done.returncode, done.stderr),
+                         (1, f'fleet_routers: port {place_of(simulator)[1]}: Address already in use\n'))
+
+    def test_it_ends_with_connections_open(self):
+        simulator = Simulator(self.folder, '--routers', 1)
+        with socket.create_connection(place_of(simulator), 10) as connection:
+            connection.sendall(b'GET /targets HTTP/1.1\r\n\r\n')
+            self.assertTrue(connection.recv(100).startswith(b'HTTP/1.1 200 OK\r\n'))
+            simulator.end()
+        self.assertEqual(simulator.process.returncode, 0)
 
 
 if __name__ == '__main__':

@@ -3,8 +3,10 @@
 
 #include <cerrno>
 #include <climits>
+#include <csignal>
 #include <cstring>
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -343,6 +345,21 @@ TEST_F(Csman, WhoMayOnlyReadReads) {
     EXPECT_EQ(read_int(wan_enable), 5);
     EXPECT_EQ(names_in(store_dir), std::vector<std::string>{"0x00150785"});
     ASSERT_EQ(chmod(store_dir.c_str(), 0755), 0);
+}
+
+TEST_F(Csman, FullStoreKeepsItsItem) {
+    ASSERT_EQ(write_csman_int(open_store(), wan_enable, 5), 0);
+    rlimit usual = {};
+    ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &usual), 0);
+    const rlimit full = {0, usual.rlim_max};
+    const auto action = signal(SIGXFSZ, SIG_IGN);
+    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &full), 0);
+    const int written = write_csman_int(open_store(), wan_enable, 6);
+    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &usual), 0);
+    signal(SIGXFSZ, action);
+    EXPECT_LT(written, 0);
+    EXPECT_EQ(read_int(wan_enable), 5);
+    EXPECT_TRUE(temporaries().empty());
 }
 
 TEST_F(Csman, StoreThatWasRemovedFailsAndEndsItsAttempts) {

@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <fcntl.h>
 #include <filesystem>
+#include <fstream>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -231,6 +232,8 @@ public:
 
     int end() const { return wait_child(child_pid); }
 
+    pid_t pid() const { return child_pid; }
+
     int interrupt() const {
         EXPECT_EQ(kill(child_pid, SIGINT), 0);
         return end();
@@ -267,6 +270,44 @@ TEST_F(Csmanctl, WatchKeepsToTheNamedItems) {
     ASSERT_EQ(write_csman_int(open_store(), 0x123, 3), 0);
     EXPECT_EQ(watch.line(), "0x00000123 3\n");
     EXPECT_EQ(watch.interrupt(), 128 + SIGINT);
+}
+
+TEST_F(Csmanctl, WatchTellsOfAFileThatHoldsNoItem) {
+    ASSERT_EQ(write_csman_int(open_store(), 0x80150433, 1), 0);
+    watching watch({"watch", "--count", "1"});
+    EXPECT_EQ(watch.line(), "wan.view 1\n");
+    const std::string spoilt = "csmanctl: mem.view: its file in " + store_dir + " holds no item\n";
+    write_file(store_file("0x80150432"), "by hand and wrong\n");
+    EXPECT_EQ(watch.line(), spoilt);
+    // It was never shown, so its end is nothing to tell.
+    std::filesystem::remove(store_file("0x80150432"));
+    ASSERT_EQ(write_csman_int(open_store(), 0x80150431, 2), 0);
+    EXPECT_EQ(watch.line(), "cpu.view 2\n");
+    EXPECT_EQ(watch.end(), 0);
+}
+
+// The kernel keeps so many events for one who does not read, and drops the others.
+TEST_F(Csmanctl, WatchLooksAgainWhenItMissedEvents) {
+    std::ifstream limit("/proc/sys/fs/inotify/max_queued_events");
+    int most = 0;
+    limit >> most;
+    if (most <= 0 || most > 50000) {
+        GTEST_SKIP() << "the kernel keeps more events than a test should make: " << most;
+    }
+    ASSERT_EQ(write_csman_int(open_store(), 0x80150433, 1), 0);
+    watching watch({"watch", "--count", "1", "wan.view"});
+    EXPECT_EQ(watch.line(), "wan.view 1\n");
+    ASSERT_EQ(kill(watch.pid(), SIGSTOP), 0);
+    // Two of a kind in a row are kept as one.
+    for (int events = 0; events <= most; events += 2) {
+        for (const char* name : {"one", "other"}) {
+            close(open(store_file(name).c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600));
+        }
+    }
+    ASSERT_EQ(write_csman_int(open_store(), 0x80150433, 7), 0);
+    ASSERT_EQ(kill(watch.pid(), SIGCONT), 0);
+    EXPECT_EQ(watch.line(), "wan.view 7\n");
+    EXPECT_EQ(watch.end(), 0);
 }
 
 TEST_F(Csmanctl, WatchEndsWhenTheStoreIsRemoved) {

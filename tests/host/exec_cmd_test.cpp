@@ -94,6 +94,14 @@ TEST_F(ExecCmd, CommandThatIsTooLongIsNotRun) {
     EXPECT_TRUE(std::filesystem::exists(out_file));
 }
 
+// In the C locale, in which the daemon and these tests run, there is no such letter.
+TEST_F(ExecCmd, CommandThatCannotBeFormattedIsNotRun) {
+    constexpr wchar_t no_letter[] = {0x7ffffff0, 0};
+    EXPECT_LT(_exec_cmd(12, "file", "func", 34, "echo %ls >%s", no_letter, out_file.c_str()), 0);
+    EXPECT_FALSE(std::filesystem::exists(out_file));
+    EXPECT_FALSE(std::filesystem::exists(log_path));
+}
+
 TEST_F(ExecCmd, BackgroundCommandIsNotWaitedFor) {
     EXPECT_EQ(run("sleep 1000 & echo $! > " + out_file), 0);
     const pid_t sleeper = static_cast<pid_t>(std::stol(read_file(out_file)));

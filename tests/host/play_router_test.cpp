@@ -146,6 +146,10 @@ TEST_F(PlayRouter, FailuresSayWhatAndWhere) {
     EXPECT_EQ(result.errors, "play_router: " + folder + "/APTraffic_tmp: Too many levels of symbolic links\n");
     EXPECT_FALSE(std::filesystem::exists(root + "/elsewhere")) << "a planted link is not followed";
 
+    result = tool({"--rounds", "1", "--folder", root + "/missing/aptraffic"});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.errors, "play_router: " + root + "/missing/aptraffic: No such file or directory\n");
+
     std::filesystem::remove_all(store_dir);
     write_file(store_dir, "not a directory");
     result = play({"--rounds", "1"});

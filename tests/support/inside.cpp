@@ -34,10 +34,11 @@ bool starts_below(const char* path, const char* folder) {
 }
 
 bool belongs_to_world(const char* path) {
-    static const char* const folders[] = {"/tmp/dashboard", "/tmp/aptraffic", "/usr/www",
-                                          "/sys/class/net", "/proc/net",      "/proc/sys/net",
-                                          "/proc/meminfo",  "/proc/stat",     "/var/run",
-                                          "/run/dashboard", "/dev/log",       "/tmp/dashboard-metrics.refused"};
+    static const char* const folders[] = {"/tmp/dashboard", "/tmp/aptraffic",     "/usr/www",
+                                          "/sys/class/net", "/proc/net",          "/proc/sys/net",
+                                          "/proc/meminfo",  "/proc/stat",         "/var/run",
+                                          "/run/dashboard", "/dev/log",           "/tmp/dashboard-metrics.refused",
+                                          "/var/log",       "/usr/lib/dashboard", "/usr/sbin/dashboard"};
     for (const char* folder : folders) {
         if (starts_below(path, folder)) {
             return true;

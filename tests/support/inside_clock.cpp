@@ -239,6 +239,17 @@ INTERPOSE(int, usleep, useconds_t microseconds) {
     return error == 0 ? 0 : -1;
 }
 
+// What a signal cut off is told in whole seconds.
+INTERPOSE(unsigned, sleep, unsigned seconds) {
+    world_state* world = current_world();
+    if (world == nullptr) {
+        return REAL(unsigned (*)(unsigned), sleep)(seconds);
+    }
+    int64_t rest = 0;
+    const int error = sleep_for(world, int64_t{seconds} * ns_per_second, &rest);
+    return error == 0 ? 0 : static_cast<unsigned>((rest + ns_per_second - 1) / ns_per_second);
+}
+
 INTERPOSE(int, clock_nanosleep, clockid_t clock, int flags, const timespec* request, timespec* remaining) {
     world_state* world = current_world();
     if (world == nullptr) {
