@@ -7,6 +7,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <csignal>
+#include <sys/types.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 namespace dashboard {
@@ -58,6 +61,19 @@ TEST(ProcessLook, KnowsThisProcess) {
     EXPECT_FALSE(look_at_process(0, look));
     EXPECT_FALSE(look_at_process(0x7fffffff, look));
     EXPECT_THAT(find_processes({look.name}), Contains(getpid()));
+}
+
+TEST(ProcessLook, TakesOneThatHasEndedAndWasNotWaitedForAsGone) {
+    const pid_t child = fork();
+    if (child == 0) {
+        _exit(0);
+    }
+    ASSERT_GT(child, 0);
+    siginfo_t ended{};
+    ASSERT_EQ(waitid(P_PID, static_cast<id_t>(child), &ended, WEXITED | WNOWAIT), 0);
+    process_stat process;
+    EXPECT_FALSE(read_process_stat(child, process));
+    waitpid(child, nullptr, 0);
 }
 
 TEST(Version, IsInTheDaemon) {
