@@ -1,15 +1,14 @@
 // What the doctor says of the web server: processes of this machine, so others of it may be found, too.
 #include "ctl/doctor.h"
+#include "standing_process.h"
 #include "tests/support/world.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <csignal>
 #include <grp.h>
 #include <sys/prctl.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 namespace dashboard {
@@ -27,38 +26,15 @@ constexpr gid_t further_group = 64321;
 enum class rights { of_this_process, of_nobody };
 
 // A process of that name until the end of the test. Only root's can give their rights away: others keep theirs.
-class named_process {
+class named_process : public standing_process {
 public:
-    explicit named_process(const char* name, rights whose = rights::of_nobody) {
-        int ready[2];
-        EXPECT_EQ(pipe(ready), 0);
-        child = fork();
-        if (child == 0) {
-            const bool stays = whose == rights::of_this_process || geteuid() != 0;
-            const bool changed =
-                stays || (setgroups(1, &further_group) == 0 && setgid(nobody) == 0 && setuid(nobody) == 0);
-            const bool named = prctl(PR_SET_NAME, name, 0, 0, 0) == 0;
-            const char answer = changed && named ? '1' : '0';
-            (void)!write(ready[1], &answer, 1);
-            for (;;) {
-                pause();
-            }
-        }
-        char answer = '0';
-        EXPECT_EQ(read(ready[0], &answer, 1), 1);
-        EXPECT_EQ(answer, '1');
-        close(ready[0]);
-        close(ready[1]);
-    }
-    named_process(const named_process&) = delete;
-    named_process& operator=(const named_process&) = delete;
-    ~named_process() {
-        kill(child, SIGKILL);
-        waitpid(child, nullptr, 0);
-    }
-
-private:
-    pid_t child = 0;
+    explicit named_process(const char* name, rights whose = rights::of_nobody)
+        : standing_process([name, whose] {
+              const bool stays = whose == rights::of_this_process || geteuid() != 0;
+              const bool changed =
+                  stays || (setgroups(1, &further_group) == 0 && setgid(nobody) == 0 && setuid(nobody) == 0);
+              return changed && prctl(PR_SET_NAME, name, 0, 0, 0) == 0;
+          }) {}
 };
 
 class DoctorOfWebServer : public ::testing::Test {
