@@ -2,12 +2,18 @@
 
 #include "base/dashboard_version.h"
 #include "lock_holder.h"
+#include "standing_process.h"
 #include "tests/support/world.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <csignal>
+#include <fcntl.h>
+#include <filesystem>
+#include <sched.h>
+#include <spawn.h>
+#include <sys/prctl.h>
 #include <sys/types.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -34,11 +40,13 @@ TEST(DaemonLook, FindsTheHolderOfTheLockWhateverTheFileSays) {
 TEST(DaemonLook, SeesThatALockIsStale) {
     test_world world;
     world.file(pid_lock_file, "4194303\n");
+    world.only_processes({});
     lock_holder holder;
     holder.end();
     const daemon_look look = look_at_daemon();
     EXPECT_EQ(look.lock, lock_state::stale);
     EXPECT_EQ(look.noted, 4194303);
+    EXPECT_EQ(look.pid, 0);
 }
 
 TEST(DaemonLook, SeesThatThereIsNoPidFile) {
@@ -52,6 +60,72 @@ TEST(DaemonLook, CannotTellWhenItMayNotRead) {
     world.file(pid_lock_file, "1\n");
     world.fail("open", EACCES, "dashboard_daemon.pid");
     EXPECT_EQ(look_at_daemon().lock, lock_state::unreadable);
+}
+
+// A program of the daemon's name that has its PID file open, as a daemon has.
+class named_daemon {
+public:
+    explicit named_daemon(test_world& world) : program(world.folder_of("dashboard")) {
+        world.file(pid_lock_file, "1\n");
+        std::filesystem::copy_file("/bin/sleep", program);
+        const std::string pid_file = world.real_path(pid_lock_file);
+        posix_spawn_file_actions_t actions;
+        posix_spawn_file_actions_init(&actions);
+        posix_spawn_file_actions_addopen(&actions, 9, pid_file.c_str(), O_RDWR, 0);
+        std::string words[] = {"dashboard", "1000"};
+        char* const arguments[] = {words[0].data(), words[1].data(), nullptr};
+        char* const no_variables[] = {nullptr};
+        EXPECT_EQ(posix_spawn(&pid, program.c_str(), &actions, nullptr, arguments, no_variables), 0);
+        posix_spawn_file_actions_destroy(&actions);
+        world.only_processes({pid});
+        process_stat process;
+        while (read_process_stat(pid, process) && std::string(process.name) != "dashboard") {
+            sched_yield(); // an emulator comes back before the program has begun
+        }
+    }
+    named_daemon(const named_daemon&) = delete;
+    named_daemon& operator=(const named_daemon&) = delete;
+    ~named_daemon() {
+        kill(pid, SIGKILL);
+        waitpid(pid, nullptr, 0);
+    }
+
+    const std::string program;
+    pid_t pid = 0;
+};
+
+TEST(DaemonLook, FindsADaemonWithoutALockByItsName) {
+    test_world world;
+    const named_daemon daemon(world);
+    const daemon_look look = look_at_daemon();
+    EXPECT_EQ(look.lock, lock_state::stale);
+    EXPECT_EQ(look.pid, daemon.pid);
+    EXPECT_EQ(look.process.name, "dashboard");
+    EXPECT_FALSE(look.lock_lost) << "its file is still there";
+}
+
+TEST(DaemonLook, SeesThatADaemonHasLostItsPidFile) {
+    test_world world;
+    const named_daemon daemon(world);
+    world.remove(pid_lock_file);
+    const daemon_look look = look_at_daemon();
+    EXPECT_EQ(look.lock, lock_state::no_file);
+    EXPECT_EQ(look.pid, daemon.pid);
+    EXPECT_TRUE(look.lock_lost);
+}
+
+TEST(DaemonLook, FindsADaemonWhoseProgramWasReplaced) {
+    test_world world;
+    const named_daemon daemon(world);
+    std::filesystem::remove(daemon.program);
+    EXPECT_EQ(look_at_daemon().pid, daemon.pid);
+}
+
+TEST(DaemonLook, TakesNoOtherProgramOfItsNameForTheDaemon) {
+    test_world world;
+    const standing_process other([] { return prctl(PR_SET_NAME, "dashboard", 0, 0, 0) == 0; });
+    world.only_processes({other.child, getpid()});
+    EXPECT_EQ(look_at_daemon().pid, 0);
 }
 
 TEST(ProcessLook, KnowsThisProcess) {

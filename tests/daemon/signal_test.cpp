@@ -133,8 +133,16 @@ TEST_F(Signals, TermEndsItWhileTheReportOfAHangupIsStuck) {
     expect_quick_end(daemon);
 }
 
+#ifdef __SANITIZE_THREAD__
+#define SKIP_WHERE_HANDLERS_DO_NOT_NEST()                                                                              \
+    GTEST_SKIP() << "the thread sanitizer keeps a signal back from a thread that is in the handler of another"
+#else
+#define SKIP_WHERE_HANDLERS_DO_NOT_NEST()
+#endif
+
 // What comes while the main thread acts on another is noted, and has its turn as soon as that is done.
 TEST_F(Signals, TermDuringTheReportOfAHangupHasItsTurnBehindIt) {
+    SKIP_WHERE_HANDLERS_DO_NOT_NEST();
     daemon_process daemon(world, {"logs"});
     ASSERT_TRUE(daemon.run_for(20));
     world.block_syslog();
@@ -147,9 +155,7 @@ TEST_F(Signals, TermDuringTheReportOfAHangupHasItsTurnBehindIt) {
 }
 
 TEST_F(Signals, TermEndsItWhileAReportIsStuckAndThereIsNoWorkerYet) {
-#ifdef __SANITIZE_THREAD__
-    GTEST_SKIP() << "the thread sanitizer keeps a signal back from a thread that is in the handler of another";
-#endif
+    SKIP_WHERE_HANDLERS_DO_NOT_NEST();
     daemon_process daemon(world, {"logs", "delaystart"});
     ASSERT_TRUE(daemon.run_for(5));
     world.block_syslog();

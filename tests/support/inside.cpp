@@ -100,7 +100,11 @@ void* next_definition(void** slot, const char* name) {
 
 const char* inside_path(const char* path, char (&buffer)[512]) {
     const world_state* world = current_world();
-    if (world == nullptr || path == nullptr || !belongs_to_world(path)) {
+    if (world == nullptr || path == nullptr) {
+        return path;
+    }
+    const bool lists_own_processes = world->own_processes != 0 && strcmp(path, "/proc") == 0;
+    if (!belongs_to_world(path) && !lists_own_processes) {
         return path;
     }
     const size_t root_length = strlen(world->root);

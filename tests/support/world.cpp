@@ -224,6 +224,13 @@ std::vector<std::string> test_world::list(const std::string& folder_path) const 
     return names;
 }
 
+void test_world::only_processes(const std::vector<int32_t>& ids) {
+    for (const int32_t id : ids) {
+        folder("/proc/" + std::to_string(id));
+    }
+    shared->own_processes = 1;
+}
+
 void test_world::parent_id(int32_t pid) {
     shared->parent_id = pid;
 }

@@ -162,6 +162,8 @@ public:
     void block_syslog();
     void free_syslog();
 
+    // A look through /proc finds these processes and no others; what it then reads of each is the machine's.
+    void only_processes(const std::vector<int32_t>& ids);
     // What getppid answers.
     void parent_id(int32_t pid);
     // Called in every sleep of this process, after it moved the clock; in one that is interrupted before the sleeper

@@ -96,9 +96,9 @@ struct world_state {
     uint32_t driver;          // process id of the test that moves the clock; 0: nobody
     uint32_t exit_noted;      // 1 + its exit status once it is about to end
     uint32_t syslog_blocks;   // 1: syslog does not return while this is so
-    uint32_t pad;
-    char root[256]; // folder that stands for "/"
-    char hung[256]; // folder where a tool that hangs leaves its process id
+    uint32_t own_processes;   // 1: a look through /proc finds only the processes that the test has named
+    char root[256];           // folder that stands for "/"
+    char hung[256];           // folder where a tool that hangs leaves its process id
     thread_row threads[max_threads];
     failure_rule failures[max_failures];
     slow_tool slow_tools[max_slow_tools];
