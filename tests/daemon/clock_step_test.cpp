@@ -14,9 +14,6 @@ using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::Not;
 
-constexpr char pid_file[] = "/var/run/dashboard_daemon.pid";
-constexpr char sec_document[] = "/tmp/dashboard/wan_traffic_sec_0.xml";
-
 class ClockStep : public daemon_test, public ::testing::WithParamInterface<int64_t> {
 protected:
     // The step falls into the middle of `seconds` that pass.
@@ -52,7 +49,7 @@ TEST_P(ClockStep, BetweenTheStartsOfTheThreadsDelaysNothing) {
     ASSERT_TRUE(daemon.run_for(8));
     world.csman.set(wan_view, 1);
     ASSERT_TRUE(daemon.run_for(8));
-    EXPECT_THAT(world.read(sec_document), HasSubstr("<time>"));
+    EXPECT_THAT(world.read(wan_sec_path), HasSubstr("<time>"));
 }
 
 TEST_P(ClockStep, WhileTheStoreCannotBeOpenedChangesNoTimeOfTheEnd) {

@@ -15,7 +15,6 @@ using ::testing::HasSubstr;
 using ::testing::Not;
 
 constexpr char document[] = "/tmp/dashboard/current_traffic_sec_0.xml";
-constexpr char server_timeout[] = "warn[main]: error, server thread timeout event!\n";
 
 class CurrentModule : public live_modules {
 protected:

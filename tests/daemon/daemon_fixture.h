@@ -16,6 +16,12 @@
 
 namespace dashboard::testing {
 
+inline constexpr char pid_file[] = "/var/run/dashboard_daemon.pid";
+inline constexpr char wan_sec_path[] = "/tmp/dashboard/wan_traffic_sec_0.xml";
+inline constexpr char wan_min_path[] = "/tmp/dashboard/wan_traffic_min_0.xml";
+inline constexpr char wan_hour_path[] = "/tmp/dashboard/wan_traffic_hour_0.xml";
+inline constexpr char server_timeout[] = "warn[main]: error, server thread timeout event!\n";
+
 // Where the daemon's standard output goes: a file, a pipe that the test reads, or one that is full already.
 enum class console { file, pipe, full_pipe };
 

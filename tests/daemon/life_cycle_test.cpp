@@ -20,8 +20,6 @@ using ::testing::Not;
 
 using LifeCycle = daemon_test;
 
-constexpr char pid_file[] = "/var/run/dashboard_daemon.pid";
-
 std::vector<std::string> command_texts(const test_world& world) {
     std::vector<std::string> texts;
     for (const runner_command& one : world.commands()) {
@@ -95,7 +93,7 @@ TEST_F(LifeCycle, PublishesWithTheModesThatItsUmaskLeaves) {
     world.csman.set(wan_enable, 1);
     daemon_process daemon(world, {});
     ASSERT_TRUE(daemon.run_for(3));
-    EXPECT_EQ(world.mode("/tmp/dashboard/wan_traffic_sec_0.xml"), 0640u);
+    EXPECT_EQ(world.mode(wan_sec_path), 0640u);
 }
 
 TEST_F(LifeCycle, WorksInTmpAndBlocksTheTerminalsSignals) {

@@ -75,7 +75,7 @@ protected:
             world.csman.set(wan_module.view, 1);
             ASSERT_TRUE(daemon.run_one_second()) << i;
         }
-        EXPECT_THAT(world.read("/tmp/dashboard/wan_traffic_sec_0.xml"), HasSubstr(time_line(world.clock.now())));
+        EXPECT_THAT(world.read(wan_sec_path), HasSubstr(time_line(world.clock.now())));
         daemon.signal(SIGHUP);
         ASSERT_TRUE(daemon.run_for(60));
         daemon.signal(SIGTERM);

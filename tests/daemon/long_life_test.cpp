@@ -24,7 +24,7 @@ int64_t chosen(const char* variable, int64_t usual) {
     return text == nullptr ? usual : atoll(text);
 }
 
-struct followed_module {
+struct living_module {
     module_items items;
     std::string stem;
     begin_history begin;
@@ -71,7 +71,7 @@ protected:
         const auto n = static_cast<uint64_t>(now - first_cycle);
         const bool reads_items = cycles++ % 6 == 0;
         router_at(world, n);
-        for (followed_module& one : followed) {
+        for (living_module& one : followed) {
             const bool wanted = wanted_of[one.items.index] == 1;
             if (reads_items && wanted != (one.model != nullptr)) {
                 one.model = wanted ? one.begin(now) : nullptr;
@@ -102,12 +102,12 @@ protected:
         watched = true;
         pass(73);
         watched = false;
-        for (const followed_module& one : followed) {
+        for (const living_module& one : followed) {
             expect_documents_of(one);
         }
     }
 
-    void expect_documents_of(const followed_module& one) {
+    void expect_documents_of(const living_module& one) {
         static constexpr const char* names[] = {"sec", "min", "hour"};
         for (int series = 0; one.model && series < 3; ++series) {
             if (one.model->held(series) == 0) {
@@ -149,7 +149,7 @@ protected:
         EXPECT_EQ(daemon->wait_for_exit(), 255);
     }
 
-    std::vector<followed_module> followed;
+    std::vector<living_module> followed;
     std::map<int, int32_t> wanted_of;
     bool watched = false;
     int64_t cycles = 0;

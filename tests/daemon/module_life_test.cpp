@@ -35,7 +35,7 @@ module_case series_module(const char* name, const module_items& items, const std
     return {name, items, stem, files, files, stem + "_sec_0.xml"};
 }
 
-const module_case cases[] = {
+const module_case module_cases[] = {
     series_module("Cpu", cpu_module, "cpu_usage"),
     series_module("Mem", mem_module, "mem_usage"),
     series_module("Wan", wan_module, "wan_traffic"),
@@ -63,7 +63,7 @@ const module_case cases[] = {
      "current_traffic_sec_0.xml"},
     series_module("Sim", sim_module, "sim_strquality"),
 };
-static_assert(std::size(cases) == std::size(all_modules), "a life for every module");
+static_assert(std::size(module_cases) == std::size(all_modules), "a life for every module");
 
 class ModuleLife : public live_modules, public ::testing::WithParamInterface<module_case> {
 protected:
@@ -102,7 +102,7 @@ protected:
     }
 };
 
-INSTANTIATE_TEST_SUITE_P(Of, ModuleLife, ::testing::ValuesIn(cases), name_of_module);
+INSTANTIATE_TEST_SUITE_P(Of, ModuleLife, ::testing::ValuesIn(module_cases), name_of_module);
 
 TEST_P(ModuleLife, BeginsWithItsItemAndWithDocumentsWithoutSamples) {
     world.csman.set(GetParam().items.enable, 0);

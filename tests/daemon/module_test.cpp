@@ -12,8 +12,6 @@ using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::Not;
 
-constexpr char sec_path[] = "/tmp/dashboard/wan_traffic_sec_0.xml";
-
 TEST_F(Modules, AreAllTerminatedOnceAtTheStart) {
     daemon_process daemon(world);
     ASSERT_TRUE(daemon.run_for(0.5));
@@ -48,7 +46,7 @@ TEST_F(Modules, StayOffWhileTheDaemonIsNotEnabled) {
     ASSERT_TRUE(daemon.run_for(30));
     EXPECT_THAT(daemon.output(), Not(HasSubstr("init_mc")));
     EXPECT_EQ(recorded("csman", "read_int 7 0x150785"), 0);
-    EXPECT_FALSE(world.exists(sec_path));
+    EXPECT_FALSE(world.exists(wan_sec_path));
 }
 
 TEST_F(Modules, StopAndStartWithTheirItem) {
@@ -59,7 +57,7 @@ TEST_F(Modules, StopAndStartWithTheirItem) {
     ASSERT_TRUE(daemon.run_for(6));
     EXPECT_EQ(count(daemon, "log[term_monitor_cb]: term_mc idx=2"), 2);
     EXPECT_EQ(recorded("unlink", "/usr/www/wan_traffic*"), 2);
-    EXPECT_TRUE(world.exists(sec_path)); // unlink takes the asterisk at its word
+    EXPECT_TRUE(world.exists(wan_sec_path)); // unlink takes the asterisk at its word
     world.csman.set(wan_enable, 1);
     ASSERT_TRUE(daemon.run_for(6));
     EXPECT_EQ(count(daemon, "log[init_monitor_cb]: init_mc idx=2"), 2);
@@ -91,7 +89,7 @@ TEST_F(Modules, EnabledWithTwoAreStartedButNeverRun) {
     world.csman.set(wan_view, 1);
     ASSERT_TRUE(daemon.run_for(30));
     EXPECT_EQ(count(daemon, "log[init_monitor_cb]: init_mc idx=2"), 1);
-    EXPECT_EQ(world.read(sec_path), datalist(""));
+    EXPECT_EQ(world.read(wan_sec_path), datalist(""));
     EXPECT_EQ(world.csman.get(wan_view), 1); // nobody took the request
 }
 

@@ -188,8 +188,7 @@ TEST_F(Signals, WorkersLiveOnWhileTheReportOfAHangupIsStuck) {
     wait_until_stuck(daemon, 0);
     world.csman.set(wan_view, 1);
     ASSERT_TRUE(daemon.run_for(60));
-    EXPECT_THAT(world.read("/tmp/dashboard/wan_traffic_sec_0.xml"),
-                HasSubstr("<time>" + std::to_string(world.clock.now()) + "000</time>"));
+    EXPECT_THAT(world.read(wan_sec_path), HasSubstr("<time>" + std::to_string(world.clock.now()) + "000</time>"));
 }
 
 TEST_F(Signals, TermEndsItWhileTheWatchdogsReportIsStuck) {

@@ -27,7 +27,7 @@ void PrintTo(const endless_tool& tool, std::ostream* out) {
 }
 
 // Each has printed something or nothing, and goes on or stands still.
-const endless_tool cases[] = {
+const endless_tool endless_tools[] = {
     {"MpstatThatHangs", "mpstat", "echo 'Average:     CPU'; exec sleep 1000000"},
     {"MpstatThatHangsInTheMiddleOfALine", "mpstat", "printf 'Average:     al'; exec sleep 1000000"},
     {"NetstatThatPrintsForEver", "netstat", "while :; do echo tcp; done"},
@@ -93,7 +93,7 @@ protected:
     }
 };
 
-INSTANTIATE_TEST_SUITE_P(Of, EndlessTool, ::testing::ValuesIn(cases),
+INSTANTIATE_TEST_SUITE_P(Of, EndlessTool, ::testing::ValuesIn(endless_tools),
                          [](const auto& about) { return about.param.name; });
 
 TEST_P(EndlessTool, EndsWithTheDaemonThatGaveItUp) {

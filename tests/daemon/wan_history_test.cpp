@@ -13,10 +13,6 @@ namespace {
 using ::testing::HasSubstr;
 using ::testing::Not;
 
-constexpr char sec_path[] = "/tmp/dashboard/wan_traffic_sec_0.xml";
-constexpr char min_path[] = "/tmp/dashboard/wan_traffic_min_0.xml";
-constexpr char hour_path[] = "/tmp/dashboard/wan_traffic_hour_0.xml";
-
 // Two WAN connections, on eth0 and eth1, watched all the time, beside a daemon that logs on the console.
 class WanHistory : public daemon_test {
 protected:
@@ -75,9 +71,9 @@ protected:
         update(min_document, watched && model->min.pushed > minutes, model->min);
         update(hour_document, model->hour.pushed > hours, model->hour);
         world.csman.set(wan_view, 1);
-        ASSERT_EQ(world.read(sec_path), sec_document);
-        ASSERT_EQ(world.read(min_path), min_document);
-        ASSERT_EQ(world.read(hour_path), hour_document);
+        ASSERT_EQ(world.read(wan_sec_path), sec_document);
+        ASSERT_EQ(world.read(wan_min_path), min_document);
+        ASSERT_EQ(world.read(wan_hour_path), hour_document);
     }
 
     static void update(std::string& document, bool written, const ring_model<traffic_record>& series) {

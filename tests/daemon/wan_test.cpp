@@ -15,8 +15,6 @@ using ::testing::Not;
 
 using WanModule = Modules;
 
-constexpr char sec_path[] = "/tmp/dashboard/wan_traffic_sec_0.xml";
-
 TEST_F(WanModule, WanStartsWithThreeEmptyDocumentsAndItsMark) {
     world.csman.set(wan_enable, 1);
     world.netdev({});
@@ -56,10 +54,12 @@ TEST_F(WanModule, CheckFindsAnInterfaceThatTheStoreNamesAnew) {
     ASSERT_TRUE(daemon.run_for(0.5));
     world.csman.set(wan_view, 1);
     ASSERT_TRUE(daemon.run_for(8));
-    EXPECT_THAT(world.read(sec_path), EndsWith("<wan1_rx>1</wan1_rx>\n    <wan1_txrx>3</wan1_txrx>\n</datalist>\n"));
+    EXPECT_THAT(world.read(wan_sec_path),
+                EndsWith("<wan1_rx>1</wan1_rx>\n    <wan1_txrx>3</wan1_txrx>\n</datalist>\n"));
     world.csman.set_string(wan_name + 1, "ppp0");
     ASSERT_TRUE(daemon.run_for(4));
-    EXPECT_THAT(world.read(sec_path), EndsWith("<wan1_rx>30</wan1_rx>\n    <wan1_txrx>70</wan1_txrx>\n</datalist>\n"));
+    EXPECT_THAT(world.read(wan_sec_path),
+                EndsWith("<wan1_rx>30</wan1_rx>\n    <wan1_txrx>70</wan1_txrx>\n</datalist>\n"));
 }
 
 TEST_F(WanModule, NegativeRequestIsIgnoredAndNotWrittenBack) {
@@ -69,7 +69,7 @@ TEST_F(WanModule, NegativeRequestIsIgnoredAndNotWrittenBack) {
     world.csman.set(wan_view, -5);
     ASSERT_TRUE(daemon.run_for(30));
     EXPECT_EQ(world.csman.get(wan_view), -5);
-    EXPECT_EQ(world.read(sec_path), datalist(""));
+    EXPECT_EQ(world.read(wan_sec_path), datalist(""));
 }
 
 TEST_F(WanModule, LinkIsMadeOnceAndAgainWhenItIsGone) {

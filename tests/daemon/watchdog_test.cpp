@@ -16,7 +16,6 @@ using ::testing::Not;
 
 using Watchdog = daemon_test;
 
-constexpr char server_timeout[] = "warn[main]: error, server thread timeout event!\n";
 constexpr char query_timeout[] = "warn[main]: error, query thread timeout event!\n";
 
 TEST_F(Watchdog, LeavesWorkersThatWorkAlone) {

@@ -47,9 +47,8 @@ protected:
 TEST_F(Year2038, SecondsAndMinutesGoOnWithoutAGap) {
     start();
     live(180);
-    EXPECT_EQ(times_in(world.read("/tmp/dashboard/wan_traffic_sec_0.xml")).back(),
-              world.clock.now() - (int64_t{1} << 32));
-    expect_steps("/tmp/dashboard/wan_traffic_sec_0.xml", 1);
+    EXPECT_EQ(times_in(world.read(wan_sec_path)).back(), world.clock.now() - (int64_t{1} << 32));
+    expect_steps(wan_sec_path, 1);
     live(120);
     expect_steps("/tmp/dashboard/wan_traffic_min_0.xml", 60);
     EXPECT_THAT(daemon->output(), Not(HasSubstr("sys time was changed")));
@@ -63,7 +62,7 @@ TEST_F(Year2038, ViewersAreForgottenInTime) {
     live(126);
     request(wan_module, 0);
     live(90);
-    const std::vector<int64_t> times = times_in(world.read("/tmp/dashboard/wan_traffic_sec_0.xml"));
+    const std::vector<int64_t> times = times_in(world.read(wan_sec_path));
     EXPECT_LT(times.back(), 0);
     const int64_t stale = world.clock.now() - (int64_t{1} << 32) - times.back();
     EXPECT_GE(stale, 90 - 61 - 6);

@@ -13,10 +13,6 @@ using ::testing::Pair;
 
 using samples = std::map<std::string, std::string>;
 
-std::string rejected(const std::string& document) {
-    return "dashboard_document_rejected_values{document=\"" + document + "\"}";
-}
-
 std::string readable(const std::string& document) {
     return "dashboard_document_readable{document=\"" + document + "\"}";
 }

@@ -196,6 +196,10 @@ router_facts good_facts() {
     return facts;
 }
 
+std::string rejected(const std::string& document) {
+    return "dashboard_document_rejected_values{document=\"" + document + "\"}";
+}
+
 std::string exposed(router_documents& documents, const router_facts& facts, exposition_format format) {
     static router_readings readings;
     text_buffer out;

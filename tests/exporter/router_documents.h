@@ -54,6 +54,9 @@ router_facts good_facts();
 std::string exposed(router_documents& documents, const router_facts& facts = good_facts(),
                     exposition_format format = exposition_format::prometheus);
 
+// The metric of a document's values that were refused.
+std::string rejected(const std::string& document);
+
 // Its samples: what stands before the value, and the value. Fails the test when a line is no sample and no comment,
 // when a sample or a TYPE comes twice, or when the samples of a metric are not all together behind its TYPE.
 std::map<std::string, std::string> samples_of(const std::string& text);

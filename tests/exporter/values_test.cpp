@@ -25,10 +25,6 @@ samples said_of_current(const std::string& lines) {
     return samples_of(exposed(documents));
 }
 
-std::string rejected(const std::string& document) {
-    return "dashboard_document_rejected_values{document=\"" + document + "\"}";
-}
-
 TEST(Values, OfProcessorsAreRatios) {
     const samples all = said_of(
         "cpu_usage_sec_0.xml",

@@ -3,6 +3,7 @@
 
 #include "tests/unit/heard_messages.h"
 #include "tests/unit/own_process.h"
+#include "tests/unit/repeated.h"
 
 #include <gmock/gmock.h>
 
@@ -25,10 +26,6 @@ struct log_switches {
     }
     ~log_switches() { log2console = log2syslog = 0; }
 };
-
-std::string repeated(char letter, size_t times) {
-    return std::string(times, letter);
-}
 
 TEST(LogSwitches, AreBothOffAtFirst) {
     EXPECT_EQ(log2console, 0);

@@ -20,9 +20,6 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-constexpr int32_t wan = 2;
-constexpr int32_t lan = 4;
-
 class ServerCycle : public ::testing::Test {
 protected:
     ServerCycle() {

@@ -14,8 +14,6 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-constexpr int32_t wan = 2;
-constexpr int32_t lan = 4;
 constexpr int32_t sim = 10;
 
 class ServerLoop : public ::testing::Test {

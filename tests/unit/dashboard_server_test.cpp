@@ -15,10 +15,6 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-constexpr int32_t mem = 1;
-constexpr int32_t wan = 2;
-constexpr int32_t lan = 4;
-
 class Server : public ::testing::Test {
 protected:
     void check_items(int32_t module) { chk_dashboard_csid(store_handle, module); }

@@ -19,8 +19,6 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-constexpr int32_t wan = 2;
-
 TEST(OpenCsmanRetry, ReturnsAHandleAtOnceWithoutAWord) {
     listening_world world;
     EXPECT_EQ(open_csman_retry(), store_handle);

@@ -18,6 +18,11 @@ namespace dashboard::testing {
 // The handle that the double of the configuration store gives out.
 inline constexpr int store_handle = 7;
 
+// Places of modules in the registry.
+inline constexpr int32_t mem = 1;
+inline constexpr int32_t wan = 2;
+inline constexpr int32_t lan = 4;
+
 // How the double writes down what it was asked about an item: "read_int 7 0x150780".
 inline std::string store_call(const char* call, uint32_t csid) {
     std::ostringstream text;

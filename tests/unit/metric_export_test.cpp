@@ -26,7 +26,7 @@ struct two_counters_store {
 
 constexpr document_names bases_of_sec = {"data_export_some_sec", "/tmp/dashboard/some_sec_0_tmp",
                                          "/tmp/dashboard/some_sec_0", "/usr/www/some_sec_0"};
-constexpr export_description some = {
+constexpr export_description export_of_some = {
     "dashboard_some",
     "count,index,tx,rx,txrx\n",
     fewest_samples{2},
@@ -36,8 +36,8 @@ constexpr export_description some = {
         {"data_export_some_hour", "/tmp/dashboard/some_hour_tmp", "/tmp/dashboard/some_hour", "/usr/www/some_hour"},
     },
 };
-constexpr char temporary[] = "/tmp/dashboard/some_sec_0_tmp.csv";
-constexpr char final_file[] = "/tmp/dashboard/some_sec_0.csv";
+constexpr char temporary_table[] = "/tmp/dashboard/some_sec_0_tmp.csv";
+constexpr char table[] = "/tmp/dashboard/some_sec_0.csv";
 
 void both_rows(metric_document& document, int32_t k, const two_counters& sample, const two_counters& previous) {
     difference_row(document, k, 0, sample.bytes, previous.bytes);
@@ -57,7 +57,7 @@ protected:
             push(i * i, 3 * i);
         }
     }
-    int write(int32_t selector = sec) { return export_series(&store, &selector, some, both_rows); }
+    int write(int32_t selector = sec) { return export_series(&store, &selector, export_of_some, both_rows); }
 
     // The rows of the differences from push `first` on, up to `last`.
     static std::string golden_squares(unsigned first, unsigned last) {
@@ -80,7 +80,7 @@ TEST_F(Export, ListsTheBytesOfEveryIntervalPerEntity) {
     push(150, 30);
     push(150, 31);
     ASSERT_EQ(write(), 1);
-    EXPECT_EQ(world.read(final_file), R"(count,index,tx,rx,txrx
+    EXPECT_EQ(world.read(table), R"(count,index,tx,rx,txrx
 1,1,50,20,70
 1,2,0,0,0
 2,1,0,1,1
@@ -92,7 +92,7 @@ TEST_F(Export, DifferencesOfFallenCountersWrap) {
     push(100, ULLONG_MAX);
     push(99, 4);
     ASSERT_EQ(write(), 1);
-    EXPECT_EQ(world.read(final_file), R"(count,index,tx,rx,txrx
+    EXPECT_EQ(world.read(table), R"(count,index,tx,rx,txrx
 1,1,18446744073709551615,5,4
 1,2,0,0,0
 )");
@@ -103,7 +103,7 @@ TEST_F(Export, ShowsTheNewest72Samples) {
         series = {};
         push_squares(pushes);
         ASSERT_EQ(write(), 1);
-        EXPECT_EQ(world.read(final_file), golden_squares(pushes < 72 ? 0 : pushes - 72, pushes - 1)) << pushes;
+        EXPECT_EQ(world.read(table), golden_squares(pushes < 72 ? 0 : pushes - 72, pushes - 1)) << pushes;
     }
 }
 
@@ -111,12 +111,12 @@ TEST_F(Export, FewerThanTwoSamplesLeaveTheTemporaryFileOpenAndInPlace) {
     for (const unsigned pushes : {0u, 1u}) {
         series = {};
         push_squares(pushes);
-        world.remove(temporary);
+        world.remove(temporary_table);
         const int before = open_descriptors();
         EXPECT_EQ(write(), 0);
         EXPECT_EQ(open_descriptors(), before + 1);
-        EXPECT_EQ(world.read(temporary), "");
-        EXPECT_FALSE(world.exists(final_file));
+        EXPECT_EQ(world.read(temporary_table), "");
+        EXPECT_FALSE(world.exists(table));
     }
     EXPECT_THAT(world.messages(), IsEmpty());
     EXPECT_THAT(world.commands(), IsEmpty());
@@ -129,7 +129,7 @@ TEST_F(Export, ClosesWhatItPublishes) {
     ASSERT_EQ(write(), 1);
     EXPECT_EQ(open_descriptors(), before);
     EXPECT_THAT(world.list("/tmp/dashboard"), ElementsAre("some_sec_0.csv"));
-    EXPECT_THAT(world.calls("remove"), ElementsAre(final_file));
+    EXPECT_THAT(world.calls("remove"), ElementsAre(table));
 }
 
 TEST_F(Export, IsLinkedOnceUnderTheExportsName) {
@@ -140,12 +140,12 @@ TEST_F(Export, IsLinkedOnceUnderTheExportsName) {
     EXPECT_EQ(world.commands()[0].file, "dashboard_some");
     EXPECT_EQ(world.commands()[0].func, "data_export_some_sec");
     EXPECT_EQ(world.commands()[0].command, "ln -sf /tmp/dashboard/some_sec_0.csv /usr/www/some_sec_0.csv");
-    EXPECT_EQ(world.link_target("/usr/www/some_sec_0.csv"), final_file);
+    EXPECT_EQ(world.link_target("/usr/www/some_sec_0.csv"), table);
 }
 
 TEST_F(Export, OpenFailureIsReportedAndNothingPublished) {
     push_squares(2);
-    world.fail("open", EROFS, temporary);
+    world.fail("open", EROFS, temporary_table);
     EXPECT_EQ(write(), 0);
     EXPECT_THAT(world.messages(), ElementsAre("warn[data_export_some_sec]: open file(/tmp/dashboard/some_sec_0_tmp.csv)"
                                               " error(Read-only file system)!"));
@@ -154,16 +154,16 @@ TEST_F(Export, OpenFailureIsReportedAndNothingPublished) {
 
 TEST_F(Export, StaleTemporaryFileKeepsItsTail) {
     push_squares(2);
-    world.file(temporary, std::string(60, '~'));
+    world.file(temporary_table, std::string(60, '~'));
     ASSERT_EQ(write(), 1);
     const std::string fresh = golden_squares(0, 1);
-    EXPECT_EQ(world.read(final_file), fresh + std::string(60 - fresh.size(), '~'));
+    EXPECT_EQ(world.read(table), fresh + std::string(60 - fresh.size(), '~'));
 }
 
 TEST(CsvNames, AppendTheSuffixWithin255Characters) {
     const csv_names paths(bases_of_sec);
-    EXPECT_STREQ(paths.temporary, temporary);
-    EXPECT_STREQ(paths.published, final_file);
+    EXPECT_STREQ(paths.temporary, temporary_table);
+    EXPECT_STREQ(paths.published, table);
     EXPECT_STREQ(paths.link, "/usr/www/some_sec_0.csv");
     const std::string long_base(253, 'x');
     const csv_names cut({"", long_base.c_str(), long_base.c_str(), long_base.c_str()});
@@ -178,7 +178,7 @@ TEST_F(Export, SelectorPicksSeriesAndNamesAndNothingElse) {
     }
     const std::string header = "count,index,tx,rx,txrx\n";
     EXPECT_EQ(write(sec), 1);
-    EXPECT_EQ(world.read(final_file), header + "1,1,1,1,1\n1,2,0,0,0\n");
+    EXPECT_EQ(world.read(table), header + "1,1,1,1,1\n1,2,0,0,0\n");
     EXPECT_EQ(write(min), 1);
     EXPECT_EQ(world.read("/tmp/dashboard/some_min.csv"), header + "1,1,1,1,1\n1,2,0,0,0\n2,1,1,1,1\n2,2,0,0,0\n");
     EXPECT_EQ(write(hour), 1);
@@ -191,8 +191,8 @@ TEST_F(Export, WithoutAStoreOrForAnyOtherSelectorDoesNothing) {
         EXPECT_EQ(write(selector), 0) << selector;
     }
     const int32_t first = sec;
-    EXPECT_EQ(export_series(&store, nullptr, some, both_rows), 0);
-    EXPECT_EQ(export_series(static_cast<const two_counters_store*>(nullptr), &first, some, both_rows), 0);
+    EXPECT_EQ(export_series(&store, nullptr, export_of_some, both_rows), 0);
+    EXPECT_EQ(export_series(static_cast<const two_counters_store*>(nullptr), &first, export_of_some, both_rows), 0);
     EXPECT_THAT(world.list("/tmp/dashboard"), IsEmpty());
 }
 

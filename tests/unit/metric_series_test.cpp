@@ -1,6 +1,7 @@
 // The ring of samples and its average.
 #include "monitors/metric_series.h"
 #include "tests/support/world.h"
+#include "tests/unit/numbers.h"
 
 #include <gmock/gmock.h>
 
@@ -10,14 +11,6 @@
 
 namespace dashboard::testing {
 namespace {
-
-struct number {
-    int32_t time;
-    unsigned long long value;
-
-    void add(const number& other) { value += other.value; }
-    void divide(int32_t n) { value /= static_cast<unsigned long long>(n); }
-};
 
 using series_of_numbers = metric_series<number>;
 

@@ -10,20 +10,20 @@
 namespace dashboard::testing {
 namespace {
 
-struct number {
+struct small_number {
     int32_t time;
     int32_t value;
 };
 
-constexpr char final_file[] = "/tmp/dashboard/number_sec_0.xml";
+constexpr char number_document[] = "/tmp/dashboard/number_sec_0.xml";
 
 constexpr monitor_description description_of_span(int32_t span) {
     return {"dashboard_number",
             "number_init",
             "number_loop",
             xml_span{span},
-            start_marker{42},
-            {{"xml_number_sec", "/tmp/dashboard/number_sec_tmp.xml", final_file, "/usr/www/number_sec_0.xml"}},
+            dashboard::start_marker{42},
+            {{"xml_number_sec", "/tmp/dashboard/number_sec_tmp.xml", number_document, "/usr/www/number_sec_0.xml"}},
             "",
             ""};
 }
@@ -34,9 +34,10 @@ protected:
 
     int write(int32_t span) {
         const monitor_description about = description_of_span(span);
-        return write_snapshot(series, about, about.documents[sec], [](metric_document& document, const number& sample) {
-            document_printf(document, "    <value>%d</value>\n", sample.value);
-        });
+        return write_snapshot(series, about, about.documents[sec],
+                              [](metric_document& document, const small_number& sample) {
+                                  document_printf(document, "    <value>%d</value>\n", sample.value);
+                              });
     }
 
     // The times that a document lists, and nothing but samples of consecutive pushes from `first` to `last`.
@@ -51,12 +52,12 @@ protected:
 
     void push(int32_t count) {
         for (int32_t i = 0; i < count; ++i) {
-            series_push(number{1000 + i, i}, series);
+            series_push(small_number{1000 + i, i}, series);
         }
     }
 
     listening_world world;
-    metric_series<number> series{};
+    metric_series<small_number> series{};
 };
 
 struct shown {
@@ -74,7 +75,7 @@ class SnapshotSpan : public Snapshot, public ::testing::WithParamInterface<shown
 TEST_P(SnapshotSpan, ShowsTheNewestOldestFirst) {
     push(GetParam().pushes);
     ASSERT_EQ(write(GetParam().span), 1);
-    EXPECT_EQ(world.read(final_file), golden(GetParam().first, GetParam().pushes - 1));
+    EXPECT_EQ(world.read(number_document), golden(GetParam().first, GetParam().pushes - 1));
 }
 
 INSTANTIATE_TEST_SUITE_P(Spans, SnapshotSpan,
@@ -85,11 +86,11 @@ INSTANTIATE_TEST_SUITE_P(Spans, SnapshotSpan,
                                            shown{1, 200, 199}));
 
 TEST_F(Snapshot, PrintsSecondsAsMilliseconds) {
-    series_push(number{INT_MAX, 1}, series);
-    series_push(number{0, 2}, series);
-    series_push(number{-5, 3}, series);
+    series_push(small_number{INT_MAX, 1}, series);
+    series_push(small_number{0, 2}, series);
+    series_push(small_number{-5, 3}, series);
     ASSERT_EQ(write(72), 1);
-    EXPECT_EQ(world.read(final_file), R"(<?xml version="1.0" ?>
+    EXPECT_EQ(world.read(number_document), R"(<?xml version="1.0" ?>
 <datalist>
     <time>2147483647000</time>
     <value>1</value>

@@ -2,6 +2,7 @@
 #include "monitors/metric_store.h"
 #include "tests/models/history_model.h"
 #include "tests/unit/heard_messages.h"
+#include "tests/unit/numbers.h"
 
 #include <gmock/gmock.h>
 
@@ -18,20 +19,12 @@ using ::testing::IsEmpty;
 
 constexpr int64_t start = first_second;
 
-struct number {
-    int32_t time;
-    unsigned long long value;
-
-    void add(const number& other) { value += other.value; }
-    void divide(int32_t n) { value /= static_cast<unsigned long long>(n); }
-};
-
 constexpr monitor_description about = {
     "dashboard_number",
     "number_init",
     "number_loop",
     xml_span{60},
-    start_marker{42},
+    dashboard::start_marker{42},
     {
         {"xml_number_sec", "", "", ""},
         {"xml_number_min", "", "", ""},

@@ -3,6 +3,7 @@
 
 #include "probes/text_scan.h"
 #include "tests/support/world.h"
+#include "tests/unit/repeated.h"
 
 #include <gmock/gmock.h>
 
@@ -64,10 +65,6 @@ std::vector<std::string> lines_of_file(const std::string& text) {
     std::vector<std::string> lines = lines_of(source);
     close(source.fd);
     return lines;
-}
-
-std::string repeated(char letter, size_t times) {
-    return std::string(times, letter);
 }
 
 TEST(NextLine, GivesLinesWithoutTheirNewlines) {

@@ -32,7 +32,7 @@ pid_t start_endless(tool_output& tool) {
     return atoi(next_line(tool.text));
 }
 
-bool runs(pid_t child) {
+bool still_runs(pid_t child) {
     int status = 0;
     return waitpid(child, &status, WNOHANG | WUNTRACED) == 0;
 }
@@ -65,7 +65,7 @@ TEST_F(ToolEnd, ComesToAllToolsAndToNobodyElse) {
         end_tools();
         EXPECT_TRUE(is_gone(tools[0]));
         EXPECT_TRUE(is_gone(tools[1]));
-        EXPECT_TRUE(runs(other));
+        EXPECT_TRUE(still_runs(other));
         kill(other, SIGKILL);
     });
 }
@@ -80,7 +80,7 @@ TEST_F(ToolEnd, HasNoToolLeftWhenAllWereClosed) {
         }
         world.forget_calls();
         end_tools();
-        EXPECT_TRUE(runs(other));
+        EXPECT_TRUE(still_runs(other));
         kill(other, SIGKILL);
     });
 }
@@ -96,7 +96,7 @@ TEST_F(ToolEnd, KeepsTheWorkerThatReadsFromGoingOn) {
             _exit(0);
         } else {
             poll(nullptr, 0, 200); // real time: long enough to go on, if anything let it
-            EXPECT_TRUE(runs(reader));
+            EXPECT_TRUE(still_runs(reader));
             kill(reader, SIGKILL);
         }
         end_tools();
