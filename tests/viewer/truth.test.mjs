@@ -29,7 +29,8 @@ test('1 Mbit/s, then nothing: seconds, minutes and hours after both rings have w
     const view = await open(browser, router, { hash: '#wan' });
     for (const [series, part] of [['seconds', 0.05], ['minutes', 0.1], ['hours', 0.1]]) {
         await view.page.click(`.tools >> text=${series}`);
-        await view.until(() => document.querySelectorAll('.card').length === 1);
+        // The panel that was there stays until the browser has told of the new address.
+        await view.until((chosen) => document.querySelector('.choice [aria-pressed=true]').innerText === chosen && document.querySelectorAll('.card').length === 1, series);
         const { down, up } = (await view.figures('WAN 1'));
         for (const which of ['now', 'average', 'peak']) {
             near(down[which], 1e6, part, `${series}, down, ${which}`);
@@ -332,7 +333,7 @@ test('the address names the panel, and the back button works', async () => {
     assert.match(view.page.url(), /#bond\/2$/);
     for (const title of ['Bond', 'SIM', 'Overview']) {
         await view.page.goBack();
-        assert.equal(await view.text('nav [aria-current]'), title);
+        await view.until((wanted) => document.querySelector('nav [aria-current]').innerText === wanted, title);
     }
     await view.close();
 });
