@@ -168,6 +168,7 @@ class Daemon:
         Meanwhile we hold its view of the files: who goes last takes it down, before anybody hears of his end, and the
         kernel takes down one at a time. That is no part of the daemon's end.
         """
+        expect(self.alive(), f"it had ended with {self.status} before")
         view = os.open(f"/proc/{self.pid}/ns/mnt", os.O_RDONLY)
         try:
             sent = time.monotonic()
@@ -177,13 +178,18 @@ class Daemon:
             os.close(view)
 
     def kill(self):
-        for pid in session_of(self.pid):
-            try:
-                os.kill(pid, 9)
-            except ProcessLookupError:
-                pass
+        signal_each(session_of(self.pid), 9)
         if self.status is None:
             self._reap(0)
+
+
+def signal_each(processes, number):
+    """A tool may end between the look at the processes and its signal."""
+    for pid in processes:
+        try:
+            os.kill(pid, number)
+        except ProcessLookupError:
+            pass
 
 
 def session_of(leader):

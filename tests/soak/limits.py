@@ -8,7 +8,7 @@ import signal
 import subprocess
 import time
 
-from house import MODULES, House, as_user, await_that, expect, session_of
+from house import MODULES, House, as_user, await_that, expect, session_of, signal_each
 from look import Watcher, expect_as_before, expect_complete, resources
 from files import expect_recovery
 from outside import at_work
@@ -102,14 +102,9 @@ def busy(_long):
 
 def stand_still(daemon, seconds):
     group = session_of(daemon.pid)
-    for pid in group:
-        os.kill(pid, signal.SIGSTOP)
+    signal_each(group, signal.SIGSTOP)
     time.sleep(seconds)
-    for pid in group:
-        try:
-            os.kill(pid, signal.SIGCONT)
-        except ProcessLookupError:
-            pass
+    signal_each(group, signal.SIGCONT)
 
 
 def still_shortly(_long):
