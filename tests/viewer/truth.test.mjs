@@ -30,7 +30,7 @@ test('1 Mbit/s, then nothing: seconds, minutes and hours after both rings have w
     for (const [series, part] of [['seconds', 0.05], ['minutes', 0.1], ['hours', 0.1]]) {
         await view.page.click(`.tools >> text=${series}`);
         // The panel that was there stays until the browser has told of the new address.
-        await view.until((chosen) => document.querySelector('.choice [aria-pressed=true]').innerText === chosen && document.querySelectorAll('.card').length === 1, series);
+        await view.until((chosen) => document.querySelector('[aria-label=Series] [aria-pressed=true]').innerText === chosen && document.querySelectorAll('.card').length === 1, series);
         const { down, up } = (await view.figures('WAN 1'));
         for (const which of ['now', 'average', 'peak']) {
             near(down[which], 1e6, part, `${series}, down, ${which}`);
